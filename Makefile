@@ -1,0 +1,29 @@
+# Two commands for a fresh machine: `make demo` and `make test`.
+.PHONY: setup configure build test demo asan tsan bench clean
+
+setup:
+	@bash scripts/setup.sh
+
+configure: setup
+	@cmake --preset default >/dev/null
+
+build: configure
+	@cmake --build --preset default
+
+test: build
+	@ctest --preset default
+
+demo: build
+	@./build/default/tools/qdx-demo/qdx-demo $(DEMO_ARGS)
+
+asan: setup
+	@cmake --preset asan >/dev/null && cmake --build --preset asan && ctest --preset asan
+
+tsan: setup
+	@cmake --preset tsan >/dev/null && cmake --build --preset tsan && ctest --preset tsan
+
+bench: setup
+	@cmake --preset release >/dev/null && cmake --build --preset release
+
+clean:
+	@rm -rf build

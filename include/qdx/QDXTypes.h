@@ -1,0 +1,12 @@
+#pragma once
+// Value types shared by the public headers.
+#include <nlohmann/json.hpp>
+
+namespace qdx {
+
+// A dynamic, property-list-like value: strings, numbers (integer, float and
+// boolean kinds stay distinct), arrays and dictionaries. A JSON null stands
+// for "absent" (nil) everywhere in the SDK: stores never hold a null.
+using Json = nlohmann::ordered_json;
+
+}  // namespace qdx
