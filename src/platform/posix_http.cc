@@ -1,0 +1,155 @@
+// PosixEnv's URL loading on libcurl.
+//
+// Each thread keeps one easy handle and reuses it, so consecutive requests
+// from a worker share the connection cache and TLS session of that handle.
+// TLS peer and host verification are always on; an extra CA file, when one
+// is configured, is the trust store for that request (tests and the demo
+// point it at the reference server's test CA).
+#include <curl/curl.h>
+
+#include <cmath>
+#include <exception>
+#include <mutex>
+#include <string>
+
+#include "platform/posix_env.h"
+
+namespace qdx {
+namespace {
+
+void initCurlOnce() {
+  static std::once_flag once;
+  std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+}
+
+// One easy handle per thread, cleaned up when the thread ends.
+class ThreadHandle {
+ public:
+  ThreadHandle() {
+    initCurlOnce();
+    handle_ = curl_easy_init();
+  }
+  ~ThreadHandle() {
+    if (handle_ != nullptr) curl_easy_cleanup(handle_);
+  }
+  ThreadHandle(const ThreadHandle&) = delete;
+  ThreadHandle& operator=(const ThreadHandle&) = delete;
+
+  CURL* get() { return handle_; }
+
+ private:
+  CURL* handle_ = nullptr;
+};
+
+CURL* threadHandle() {
+  thread_local ThreadHandle handle;
+  return handle.get();
+}
+
+size_t appendBody(char* data, size_t size, size_t count, void* target) {
+  static_cast<std::string*>(target)->append(data, size * count);
+  return size * count;
+}
+
+// Frees a header or CONNECT_TO list when the request ends, on every path.
+class CurlList {
+ public:
+  CurlList() = default;
+  ~CurlList() {
+    if (list_ != nullptr) curl_slist_free_all(list_);
+  }
+  CurlList(const CurlList&) = delete;
+  CurlList& operator=(const CurlList&) = delete;
+
+  void add(const std::string& line) {
+    curl_slist* grown = curl_slist_append(list_, line.c_str());
+    if (grown != nullptr) list_ = grown;
+  }
+  curl_slist* get() const { return list_; }
+
+ private:
+  curl_slist* list_ = nullptr;
+};
+
+HttpResponse perform(CURL* curl, const HttpRequest& request, const std::string& caFile,
+                     const std::vector<std::string>& connectTo) {
+  HttpResponse response;
+  // A reused handle keeps its connections but forgets the last request's
+  // options.
+  curl_easy_reset(curl);
+
+  char errorText[CURL_ERROR_SIZE] = {0};
+  curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, errorText);
+  curl_easy_setopt(curl, CURLOPT_URL, request.url.c_str());
+  // No SIGALRM for name look-ups, no SIGPIPE from a peer that hung up: the
+  // host process owns its signals.
+  curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+  long timeoutMs = 10000;
+  if (std::isfinite(request.timeoutSeconds) && request.timeoutSeconds > 0) {
+    timeoutMs = static_cast<long>(std::ceil(request.timeoutSeconds * 1000.0));
+  }
+  curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, timeoutMs);
+  curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L);
+  curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 2L);
+  if (!caFile.empty()) curl_easy_setopt(curl, CURLOPT_CAINFO, caFile.c_str());
+
+  CurlList connectList;
+  for (const std::string& mapping : connectTo) connectList.add(mapping);
+  if (connectList.get() != nullptr) curl_easy_setopt(curl, CURLOPT_CONNECT_TO, connectList.get());
+
+  CurlList headerList;
+  for (const auto& [name, value] : request.headers) headerList.add(name + ": " + value);
+  // libcurl would otherwise add "Expect: 100-continue" to larger posts and
+  // wait for the server's go-ahead.
+  if (request.method == "POST") headerList.add("Expect:");
+  if (headerList.get() != nullptr) curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headerList.get());
+
+  if (request.method == "POST") {
+    curl_easy_setopt(curl, CURLOPT_POST, 1L);
+    curl_easy_setopt(curl, CURLOPT_POSTFIELDS, request.body.data());
+    curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE,
+                     static_cast<curl_off_t>(request.body.size()));
+  } else if (request.method != "GET") {
+    curl_easy_setopt(curl, CURLOPT_CUSTOMREQUEST, request.method.c_str());
+  }
+
+  std::string body;
+  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, appendBody);
+  curl_easy_setopt(curl, CURLOPT_WRITEDATA, &body);
+
+  CURLcode code = curl_easy_perform(curl);
+  if (code != CURLE_OK) {
+    response.error = errorText[0] != '\0' ? std::string(errorText) : curl_easy_strerror(code);
+    return response;
+  }
+  long status = 0;
+  curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
+  response.arrived = true;
+  response.status = status;
+  response.body = std::move(body);
+  return response;
+}
+
+}  // namespace
+
+HttpResponse PosixEnv::performHttp(const HttpRequest& request) {
+  try {
+    CURL* curl = threadHandle();
+    if (curl == nullptr) {
+      HttpResponse failed;
+      failed.error = "libcurl could not create a handle";
+      return failed;
+    }
+    return perform(curl, request, caFile(), connectTo());
+  } catch (const std::exception& e) {
+    HttpResponse failed;
+    failed.error = std::string("HTTP transport failed: ") + e.what();
+    return failed;
+  } catch (...) {
+    HttpResponse failed;
+    failed.error = "HTTP transport failed";
+    return failed;
+  }
+}
+
+}  // namespace qdx
