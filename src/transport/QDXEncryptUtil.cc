@@ -1,0 +1,132 @@
+#include "transport/QDXEncryptUtil.h"
+
+#include <openssl/evp.h>
+#include <openssl/hmac.h>
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "common/json_access.h"
+
+namespace qdx {
+
+namespace {
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+// Bytes that stay as they are after both escaping steps: the URL-query set
+// (letters, digits and - . _ ~ ! $ & ' ( ) * + , ; = : @ / ?) less the five
+// marks that the second step escapes (+ & = : /).
+bool staysUnescaped(unsigned char c) {
+  if ((c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) return true;
+  return std::strchr("-._~!$'()*,;@?", c) != nullptr && c != '\0';
+}
+
+// Orders two keys the way the platform's numeric, case-sensitive,
+// locale-free comparison does: runs of digits by their value, any other
+// character by code point (UTF-8 byte order is code point order).
+int compareKeys(const std::string& a, const std::string& b) {
+  std::size_t i = 0;
+  std::size_t j = 0;
+  while (i < a.size() && j < b.size()) {
+    if (isDigit(a[i]) && isDigit(b[j])) {
+      std::size_t aEnd = i;
+      while (aEnd < a.size() && isDigit(a[aEnd])) ++aEnd;
+      std::size_t bEnd = j;
+      while (bEnd < b.size() && isDigit(b[bEnd])) ++bEnd;
+      std::size_t aStart = i;
+      while (aStart + 1 < aEnd && a[aStart] == '0') ++aStart;
+      std::size_t bStart = j;
+      while (bStart + 1 < bEnd && b[bStart] == '0') ++bStart;
+      const std::size_t aLength = aEnd - aStart;
+      const std::size_t bLength = bEnd - bStart;
+      if (aLength != bLength) return aLength < bLength ? -1 : 1;
+      int byValue = a.compare(aStart, aLength, b, bStart, bLength);
+      if (byValue != 0) return byValue < 0 ? -1 : 1;
+      i = aEnd;
+      j = bEnd;
+      continue;
+    }
+    const auto ca = static_cast<unsigned char>(a[i]);
+    const auto cb = static_cast<unsigned char>(b[j]);
+    if (ca != cb) return ca < cb ? -1 : 1;
+    ++i;
+    ++j;
+  }
+  if (i < a.size()) return 1;
+  if (j < b.size()) return -1;
+  // Equal up to leading zeros ("a01" and "a1"): fall back to plain bytes so
+  // the order is still total.
+  int plainOrder = a.compare(b);
+  return plainOrder < 0 ? -1 : (plainOrder > 0 ? 1 : 0);
+}
+
+std::string upperCaseAscii(std::string text) {
+  for (char& c : text) {
+    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+  }
+  return text;
+}
+
+}  // namespace
+
+std::string QDXEncryptUtil::encodeToPercentEscapeString(const std::string& text) {
+  static const char kHex[] = "0123456789ABCDEF";
+  std::string escaped;
+  escaped.reserve(text.size() * 3);
+  for (char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (staysUnescaped(byte)) {
+      escaped.push_back(c);
+    } else {
+      escaped.push_back('%');
+      escaped.push_back(kHex[byte >> 4]);
+      escaped.push_back(kHex[byte & 0x0F]);
+    }
+  }
+  return escaped;
+}
+
+std::string QDXEncryptUtil::makeSig(const std::string& method, const std::string& url,
+                                    const Json& params, const std::string& key) {
+  std::vector<std::string> keys;
+  if (params.is_object()) {
+    keys.reserve(params.size());
+    for (const auto& item : params.items()) keys.push_back(item.key());
+  }
+  std::stable_sort(keys.begin(), keys.end(),
+                   [](const std::string& a, const std::string& b) { return compareKeys(a, b) < 0; });
+
+  std::string toSign = upperCaseAscii(method) + "&" + encodeToPercentEscapeString(url) + "&";
+  std::string joined;
+  for (const std::string& name : keys) {
+    joined += name;
+    joined += '=';
+    joined += json::describe(json::member(params, name));
+    joined += '&';
+  }
+  if (!joined.empty()) {
+    joined.pop_back();
+    toSign += encodeToPercentEscapeString(joined);
+  }
+  return HmacSha1(key, toSign);
+}
+
+std::string QDXEncryptUtil::HmacSha1(const std::string& key, const std::string& data) {
+  // Both sides are taken as C strings: up to their first zero byte.
+  const std::size_t keyLength = ::strnlen(key.c_str(), key.size());
+  const std::size_t dataLength = ::strnlen(data.c_str(), data.size());
+  unsigned char digest[EVP_MAX_MD_SIZE];
+  unsigned int digestLength = 0;
+  if (HMAC(EVP_sha1(), key.data(), static_cast<int>(keyLength),
+           reinterpret_cast<const unsigned char*>(data.data()), dataLength, digest,
+           &digestLength) == nullptr) {
+    return "";
+  }
+  unsigned char base64[4 * ((EVP_MAX_MD_SIZE + 2) / 3) + 1];
+  int written = EVP_EncodeBlock(base64, digest, static_cast<int>(digestLength));
+  return std::string(reinterpret_cast<const char*>(base64), static_cast<std::size_t>(written));
+}
+
+}  // namespace qdx
