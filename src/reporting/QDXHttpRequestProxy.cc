@@ -1,0 +1,297 @@
+#include "reporting/QDXHttpRequestProxy.h"
+
+#include <filesystem>
+#include <fstream>
+
+#include "common/json_access.h"
+#include "common/time_format.h"
+#include "identity/QDXKeyChain.h"
+#include "platform/env.h"
+#include "reporting/QDXEvent.h"
+#include "reporting/property_list_file.h"
+#include "sdk/QDXLog.h"
+#include "sdk/QDXUserDefaults.h"
+#include "transport/QDXApiBase.h"
+#include "transport/QDXDictionaryAndJSON.h"
+#include "transport/QDXHttpClient.h"
+
+namespace qdx {
+
+namespace {
+
+std::string endpoint(const char* path) { return std::string(kQDXApiBase) + path; }
+
+Json parsedAnswer(const std::optional<std::string>& data) {
+  return QDXDictionaryAndJSON::objectFromJsonData(data);
+}
+
+std::string nowMillis() { return millisString(Env::Default()->now()); }
+
+Json toJson(const std::optional<std::string>& value) { return value ? Json(*value) : Json(); }
+
+}  // namespace
+
+std::optional<std::int64_t> answerRetcode(const std::optional<std::string>& data) {
+  if (!data || data->empty()) return std::nullopt;
+  return json::integerMember(parsedAnswer(data), "retcode");
+}
+
+bool answerAcknowledged(const std::optional<std::string>& data) {
+  return answerRetcode(data) == 0;
+}
+
+QDXHttpRequestProxy& QDXHttpRequestProxy::shareInstance() {
+  // Never destroyed: completions and crash handlers may run during exit.
+  static QDXHttpRequestProxy* instance = new QDXHttpRequestProxy();
+  return *instance;
+}
+
+std::optional<std::string> QDXHttpRequestProxy::session_id() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return session_id_;
+}
+
+std::optional<std::string> QDXHttpRequestProxy::session_key() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return session_key_;
+}
+
+void QDXHttpRequestProxy::setSession_id(std::optional<std::string> value) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  session_id_ = std::move(value);
+}
+
+void QDXHttpRequestProxy::setSession_key(std::optional<std::string> value) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  session_key_ = std::move(value);
+}
+
+Json QDXHttpRequestProxy::sessionIdJson() const { return toJson(session_id()); }
+
+std::int32_t QDXHttpRequestProxy::nextEventId(std::int32_t firstValue) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (eventCounter_ != 0) return ++eventCounter_;
+  eventCounter_ = firstValue;
+  return firstValue;
+}
+
+std::string QDXHttpRequestProxy::sessionLinkKey(const std::optional<std::string>& app_id,
+                                                const std::optional<std::string>& adid,
+                                                std::int64_t adType) {
+  return app_id.value_or("(null)") + adid.value_or("(null)") + std::to_string(adType);
+}
+
+std::string QDXHttpRequestProxy::crashLogDirectory() {
+  return Env::Default()->homeDirectory() + "/Documents/qdx_sdk_error";
+}
+
+void QDXHttpRequestProxy::reportRequestEventWithUbit(const std::optional<std::string>& ubit,
+                                                     const std::optional<std::string>& adid,
+                                                     const std::optional<std::string>& app_id,
+                                                     std::int64_t adType) {
+  QDXEvent event;
+  event.ubit = ubit;
+  event.adid = "";
+  event.to_appid = "";
+  event.adtype = adType;
+  const Json eventId = nextEventId(1);
+  event.event_id = eventId;
+
+  const std::string sessionId = nowMillis();
+  const std::string sessionKey = sessionLinkKey(app_id, adid, adType);
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    session_id_ = sessionId;
+    session_key_ = sessionKey;
+  }
+  QDXUserDefaults::saveToLocal(sessionId, sessionKey);
+
+  event.type = 1;
+  event.sub_type = 0;
+  const Json dic = event.getEventDictinary();
+  const Json group = event.getEventListDictionary(sessionId, dic, eventId);
+
+  std::optional<std::string> answer =
+      QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(endpoint("/qdx/report_event"),
+                                                                   group);
+  if (answer && answerAcknowledged(answer)) {
+    debugLog("请求事件" + json::describe(parsedAnswer(answer)));
+    event.deleteEventOfSuccessReport(sessionId, dic, eventId);
+  }
+}
+
+void QDXHttpRequestProxy::reportLinkedEvent(std::int32_t subType, std::int32_t firstId,
+                                            bool synchronous,
+                                            const std::optional<std::string>& ubit,
+                                            const std::optional<std::string>& adid,
+                                            const std::optional<std::string>& app_id,
+                                            std::int64_t adType) {
+  QDXEvent event;
+  event.ubit = ubit;
+  event.adid = adid;
+  event.to_appid = app_id;
+  event.adtype = adType;
+  const Json eventId = nextEventId(firstId);
+  event.event_id = eventId;
+
+  const std::optional<std::string> linked = json::asString(
+      QDXUserDefaults::getObjectFromLocal(sessionLinkKey(app_id, adid, adType)));
+  setSession_id(linked);
+  const Json sessionId = toJson(linked);
+
+  event.type = 1;
+  event.sub_type = subType;
+  const Json dic = event.getEventDictinary();
+  const Json group = event.getEventListDictionary(sessionId, dic, eventId);
+  const std::string url = endpoint("/qdx/report_event");
+  const char* successText = subType == 1 ? "展示成功" : "点击成功";
+
+  if (synchronous) {
+    std::optional<std::string> answer =
+        QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(url, group);
+    if (answer && answerAcknowledged(answer)) {
+      debugLog(successText + json::describe(parsedAnswer(answer)));
+      event.deleteEventOfSuccessReport(sessionId, dic, eventId);
+    }
+    return;
+  }
+  QDXHttpClient::shareHttpClient().asyPostWithURL(
+      url, group,
+      [this, event, dic, eventId, successText](const std::string& data, const QDXURLResponse&,
+                                               const std::optional<std::string>&) {
+        if (data.empty()) return;
+        if (!answerAcknowledged(data)) return;
+        debugLog(successText + json::describe(parsedAnswer(data)));
+        // The session as it is now: a later report may have moved it.
+        event.deleteEventOfSuccessReport(sessionIdJson(), dic, eventId);
+      });
+}
+
+void QDXHttpRequestProxy::reportShowEventWithUbit(const std::optional<std::string>& ubit,
+                                                  const std::optional<std::string>& adid,
+                                                  const std::optional<std::string>& app_id,
+                                                  std::int64_t adType) {
+  reportLinkedEvent(1, 2, /*synchronous=*/false, ubit, adid, app_id, adType);
+}
+
+void QDXHttpRequestProxy::reportClickEventWithUbit(const std::optional<std::string>& ubit,
+                                                   const std::optional<std::string>& adid,
+                                                   const std::optional<std::string>& app_id,
+                                                   std::int64_t adType) {
+  reportLinkedEvent(2, 3, /*synchronous=*/true, ubit, adid, app_id, adType);
+}
+
+void QDXHttpRequestProxy::reportUseTime() {
+  QDXEvent event;
+  const Json eventId = nextEventId(4);
+  event.event_id = eventId;
+
+  const std::optional<std::string> key = session_key();
+  std::optional<std::string> sessionId;
+  if (key) {
+    sessionId = json::asString(QDXUserDefaults::getObjectFromLocal(*key));
+  } else {
+    const std::string runStampKey =
+        json::describe(QDXUserDefaults::getObjectFromLocal("QDX_APP_ID")) + "0000";
+    sessionId = json::asString(QDXUserDefaults::getObjectFromLocal(runStampKey));
+    debugLog("self.session_id 无效，没有请求事件");
+  }
+  setSession_id(sessionId);
+  const Json sessionJson = toJson(sessionId);
+  const std::string url = endpoint("/qdx/report_event");
+
+  const Json stored = QDXUserDefaults::getObjectFromLocal(kUseTimeEventListKey);
+  if (!stored.is_null()) {
+    std::optional<std::string> answer =
+        QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(url, stored);
+    if (answer && answerAcknowledged(answer)) {
+      QDXUserDefaults::removeObjectFromLocal(kUseTimeEventListKey);
+    }
+    return;
+  }
+
+  const Json dic = event.getUseTimeDictinary();
+  const Json group = event.getEventListDictionary(sessionJson, dic, eventId);
+  QDXUserDefaults::saveToLocal(group, kUseTimeEventListKey);
+  std::optional<std::string> answer =
+      QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(url, group);
+  if (answer && answerAcknowledged(answer)) {
+    debugLog("用户时长" + json::describe(parsedAnswer(answer)));
+    event.deleteEventOfSuccessReport(sessionJson, dic, eventId);
+    QDXUserDefaults::removeObjectFromLocal(kUseTimeEventListKey);
+  }
+}
+
+void QDXHttpRequestProxy::reportActiveEvent() {
+  QDXEvent event;
+  event.sub_type = 6;
+  const Json eventId = nextEventId(0);
+  event.event_id = eventId;
+
+  const std::string sessionId = nowMillis();
+  setSession_id(sessionId);
+  const Json dic = event.getEventDictinary();
+  const Json group = event.getEventListDictionary(sessionId, dic, eventId);
+
+  std::optional<std::string> answer = QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(
+      endpoint("/qdx/report_event"), group);
+  if (answer && answerAcknowledged(answer)) {
+    debugLog("激活成功" + json::describe(parsedAnswer(answer)));
+    QDXKeyChain::saveUniqueStrWithName("QDX_REPORT_ACTIVE", true);
+  }
+}
+
+void QDXHttpRequestProxy::reportBaseInfo() {
+  QDXHttpClient::shareHttpClient().asyPostWithURL(
+      endpoint("/qdx/report_base_info"), Json::object(),
+      [](const std::string& data, const QDXURLResponse&, const std::optional<std::string>& error) {
+        if (error) {
+          debugLog("上报基本信息失败:" + *error);
+          return;
+        }
+        if (data.empty()) return;
+        const Json answer = parsedAnswer(data);
+        debugLog("基本信息上报" + json::describe(answer));
+        if (json::integerMember(answer, "retcode") != 0) return;
+        std::optional<std::string> version =
+            Env::Default()->bundleInfo("CFBundleShortVersionString");
+        if (version) QDXKeyChain::saveUniqueStrWithName("QDX_APP_VERSION", *version);
+      });
+}
+
+void QDXHttpRequestProxy::reportEvent() {
+  const Json list = QDXUserDefaults::getObjectFromLocal(kPendingEventListKey);
+  if (!list.is_array()) return;
+  const std::string url = endpoint("/qdx/report_event");
+  for (const Json& stored : list) {
+    std::optional<std::string> text = json::asString(stored);
+    const Json group = text ? QDXDictionaryAndJSON::dictionaryFromJsonString(*text) : Json();
+    QDXHttpClient::shareHttpClient().asyPostWithURL(
+        url, group,
+        [](const std::string& data, const QDXURLResponse&, const std::optional<std::string>&) {
+          if (data.empty() || !answerAcknowledged(data)) return;
+          // One acknowledgement clears every pending group, sent or not.
+          QDXUserDefaults::removeObjectFromLocal(kPendingEventListKey);
+        });
+  }
+}
+
+void QDXHttpRequestProxy::reportCrashWithDictionary(const Json& record) {
+  std::optional<std::string> answer = QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(
+      endpoint("/qdx/error_log_report"), record);
+  if (!answer) {
+    debugLog("异常信息 return nil");
+    return;
+  }
+  if (answerAcknowledged(answer)) return;
+  debugLog("异常信息已写入本地");
+  const std::string directory = crashLogDirectory();
+  std::error_code ignored;
+  std::filesystem::create_directories(directory, ignored);
+  const std::string path =
+      directory + "/" + json::describe(json::member(record, "timestamp")) + ".log";
+  { std::ofstream create(path, std::ios::binary | std::ios::trunc); }
+  writePropertyListDictionary(record, path);
+}
+
+}  // namespace qdx

@@ -1,0 +1,111 @@
+#include "reporting/QDXStatisticManager.h"
+
+#include <exception>
+#include <memory>
+#include <thread>
+
+#include "common/json_access.h"
+#include "identity/QDXAppInfo.h"
+#include "identity/QDXDevInfo.h"
+#include "identity/QDXKeyChain.h"
+#include "platform/env.h"
+#include "reporting/QDXHttpRequestProxy.h"
+#include "sdk/QDXLog.h"
+#include "sdk/QDXUserDefaults.h"
+#include "transport/QDXApiBase.h"
+#include "transport/QDXDictionaryAndJSON.h"
+#include "transport/QDXEncryptAndDecrypt.h"
+#include "transport/QDXHttpClient.h"
+
+namespace qdx {
+
+namespace {
+
+const char* utypeFlagFor(std::int64_t adType) {
+  switch (adType) {
+    case 1:
+      return "REPORT_UTYPE_SUCCESS_BANNER";
+    case 4:
+      return "REPORT_UTYPE_SUCCESS_RECOMMEND";
+    case 7:
+    case 8:
+    case 9:
+      return "REPORT_UTYPE_SUCCESS_AdTypeCustomUBit";
+    default:
+      return nullptr;
+  }
+}
+
+}  // namespace
+
+void QDXStatisticManager::registerDevice() {
+  auto manager = std::make_shared<QDXStatisticManager>();
+  try {
+    std::thread([manager] {
+      try {
+        manager->newThreadRegisterDevice();
+      } catch (const std::exception& e) {
+        debugLog(std::string("registration stopped: ") + e.what());
+      } catch (...) {
+        debugLog("registration stopped by an unknown error");
+      }
+    }).detach();
+  } catch (const std::exception& e) {
+    debugLog(std::string("registration thread not started: ") + e.what());
+  }
+}
+
+void QDXStatisticManager::newThreadRegisterDevice() {
+  if (QDXUserDefaults::getObjectFromLocal("QDX_CHANNEL").is_null()) {
+    debugLog("渠道号为空，设备注册失败");
+    return;
+  }
+  Json body = Json::object();
+  body["appinfo"] = QDXAppInfo().getAppInfo();
+  body["devinfo"] = QDXDevInfo().getDeviceInfo();
+
+  std::optional<std::string> answer = QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(
+      std::string(kQDXApiBase) + "/qdx/reg_dev", body);
+  if (!answer) {
+    debugLog("注册设备返回为空");
+    return;
+  }
+  // The answer's "retcode" is not looked at: a device id is what counts.
+  const Json parsed = QDXDictionaryAndJSON::objectFromJsonData(answer);
+  const std::optional<std::string> cipherText = json::stringMember(parsed, "data");
+  const std::string plain = QDXEncryptAndDecrypt().decryptWithString(cipherText);
+  const Json decrypted = plain.empty() ? Json() : QDXDictionaryAndJSON::dictionaryFromJsonString(plain);
+  const Json& devid = json::member(decrypted, "devid");
+  if (devid.is_null()) return;
+
+  QDXKeyChain::saveUniqueStrWithName("QDX_Dev_ID", devid);
+
+  const Json reported = QDXKeyChain::getUniqueStrWithName("QDX_APP_VERSION");
+  const std::optional<std::string> version =
+      Env::Default()->bundleInfo("CFBundleShortVersionString");
+  if (json::asString(reported) != version || !version) {
+    QDXHttpRequestProxy::shareInstance().reportBaseInfo();
+  }
+  QDXHttpRequestProxy::shareInstance().reportActiveEvent();
+}
+
+void QDXStatisticManager::reportUType_active(std::int64_t adType) {
+  Json body = Json::object();
+  body["utype"] = adType;
+  QDXHttpClient::shareHttpClient().asyPostWithURL(
+      std::string(kQDXApiBase) + "/qdx/report_u_type", body,
+      [adType](const std::string& data, const QDXURLResponse&, const std::optional<std::string>&) {
+        // Read the way a missing or unreadable value reads: as 0.
+        const std::int64_t retcode =
+            json::integerMember(QDXDictionaryAndJSON::objectFromJsonData(data), "retcode")
+                .value_or(0);
+        if (retcode != 0) {
+          QDXUserDefaults::saveToLocal(adType, kPendingUTypeKey);
+          return;
+        }
+        if (const char* flag = utypeFlagFor(adType)) QDXUserDefaults::saveToLocal(true, flag);
+        QDXUserDefaults::removeObjectFromLocal(kPendingUTypeKey);
+      });
+}
+
+}  // namespace qdx

@@ -1,0 +1,133 @@
+#include "reporting/startup_reports.h"
+
+#include <filesystem>
+#include <functional>
+#include <thread>
+#include <vector>
+
+#include "common/json_access.h"
+#include "identity/QDXKeyChain.h"
+#include "reporting/QDXEvent.h"
+#include "reporting/QDXHttpRequestProxy.h"
+#include "reporting/QDXStatisticManager.h"
+#include "reporting/property_list_file.h"
+#include "sdk/QDXLog.h"
+#include "sdk/QDXUserDefaults.h"
+#include "transport/QDXApiBase.h"
+#include "transport/QDXDictionaryAndJSON.h"
+#include "transport/QDXHttpClient.h"
+#include "transport/QDXImageCache.h"
+
+namespace qdx {
+
+namespace {
+
+// Runs work on a new detached thread; nothing escapes it.
+void runInBackground(const char* what, std::function<void()> work) {
+  try {
+    std::thread([what, work = std::move(work)] {
+      try {
+        work();
+      } catch (const std::exception& e) {
+        debugLog(std::string(what) + " stopped: " + e.what());
+      } catch (...) {
+        debugLog(std::string(what) + " stopped by an unknown error");
+      }
+    }).detach();
+  } catch (const std::exception& e) {
+    debugLog(std::string(what) + " not started: " + e.what());
+  }
+}
+
+std::vector<std::string> listEntries(const std::string& directory) {
+  std::vector<std::string> names;
+  std::error_code error;
+  std::filesystem::directory_iterator it(directory, error);
+  if (error) return names;
+  for (const auto& entry : it) names.push_back(entry.path().filename().string());
+  return names;
+}
+
+}  // namespace
+
+void runOnlineStartup(const std::optional<std::string>& bundleVersion) {
+  QDXHttpRequestProxy& reporter = QDXHttpRequestProxy::shareInstance();
+
+  const Json deviceId = QDXKeyChain::getUniqueStrWithName("QDX_Dev_ID");
+  if (deviceId.is_null()) QDXStatisticManager::registerDevice();
+
+  if (!QDXUserDefaults::getObjectFromLocal(kUseTimeEventListKey).is_null()) {
+    reporter.reportUseTime();
+  }
+
+  const std::int64_t pendingUType =
+      json::asInteger(QDXUserDefaults::getObjectFromLocal(kPendingUTypeKey)).value_or(0);
+  if (pendingUType != 0) QDXStatisticManager::reportUType_active(pendingUType);
+
+  uploadCrashLogs();
+
+  if (json::count(QDXUserDefaults::getObjectFromLocal(kPendingEventListKey)) != 0) {
+    reporter.reportEvent();
+  }
+
+  // A device registered in this same start is activated by registration.
+  if (!deviceId.is_null() && QDXKeyChain::getUniqueStrWithName("QDX_REPORT_ACTIVE").is_null()) {
+    reporter.reportActiveEvent();
+  }
+
+  runInBackground("image warm-up", warmImageCache);
+  runInBackground("global configuration", fetchGlobalConfig);
+
+  const Json reportedVersion = QDXKeyChain::getUniqueStrWithName("QDX_APP_VERSION");
+  if (!bundleVersion || json::asString(reportedVersion) != bundleVersion) {
+    reporter.reportBaseInfo();
+  }
+}
+
+void uploadCrashLogs() {
+  const std::string directory = QDXHttpRequestProxy::crashLogDirectory();
+  const std::string url = std::string(kQDXApiBase) + "/qdx/error_log_report";
+  for (const std::string& name : listEntries(directory)) {
+    // The bare name, deliberately: see the contract in the header.
+    const Json record = readPropertyListDictionary(name);
+    const std::string path = directory + "/" + name;
+    QDXHttpClient::shareHttpClient().asyPostWithURL(
+        url, record,
+        [path](const std::string& data, const QDXURLResponse&, const std::optional<std::string>&) {
+          if (data.empty() || !answerAcknowledged(data)) return;
+          std::error_code ignored;
+          std::filesystem::remove(path, ignored);
+        });
+  }
+}
+
+void warmImageCache() {
+  const std::string assets = std::string(kQDXApiBase) + "/qdx";
+  for (const char* image : {"/images/close120.png", "/images/guess_u_like.png",
+                            "/recommend/images/close.png", "/images/btn_arrow_bg.png"}) {
+    QDXImageCache::shareInstance().getImageFromString(assets + image);
+  }
+}
+
+void fetchGlobalConfig() {
+  QDXHttpClient::shareHttpClient().asyPostWithURL(
+      std::string(kQDXApiBase) + "/qdx/get_configuration", Json(),
+      [](const std::string& data, const QDXURLResponse&, const std::optional<std::string>&) {
+        if (data.empty()) {
+          debugLog("获取全局配置data为空");
+          return;
+        }
+        const Json answer = QDXDictionaryAndJSON::objectFromJsonData(data, /*allowFragments=*/true);
+        if (answer.is_null()) {
+          debugLog("获取全局配置data解析为 nil");
+          return;
+        }
+        // Whatever "data" parses to replaces the stored configuration;
+        // nothing (text that is not JSON) clears it.
+        const Json config =
+            QDXDictionaryAndJSON::dictionaryFromJsonString(json::stringMember(answer, "data"));
+        QDXUserDefaults::saveToLocal(config, "QDX_Global_Config");
+      });
+}
+
+}  // namespace qdx

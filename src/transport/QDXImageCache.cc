@@ -1,0 +1,166 @@
+#include "transport/QDXImageCache.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "platform/env.h"
+#include "sdk/QDXLog.h"
+#include "transport/QDXHttpClient.h"
+#include "transport/QDXmd5.h"
+
+namespace qdx {
+
+namespace {
+
+std::optional<std::string> readWholeFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return std::nullopt;
+  std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  if (in.bad()) return std::nullopt;
+  return bytes;
+}
+
+bool isRegularFile(const std::string& path) {
+  std::error_code ignored;
+  return std::filesystem::is_regular_file(path, ignored);
+}
+
+}  // namespace
+
+QDXImageCache& QDXImageCache::shareInstance() {
+  // Never destroyed: background lookups may still run during exit.
+  static QDXImageCache* instance = new QDXImageCache();
+  return *instance;
+}
+
+QDXImageCache::QDXImageCache() {
+  diskCachePath_ = Env::Default()->cachesDirectory() + "/ImageCache";
+  std::error_code ignored;
+  std::filesystem::create_directories(diskCachePath_, ignored);
+}
+
+std::string QDXImageCache::filePathForURL(const std::string& url) const {
+  return diskCachePath_ + "/" + QDXmd5::md5(url);
+}
+
+std::optional<std::string> QDXImageCache::getImageFromString(const std::string& url) {
+  if (url.empty()) return std::nullopt;
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+
+  auto found = memoryCacheDic_.find(url);
+  const bool inMemory = found != memoryCacheDic_.end();
+  std::shared_ptr<QDXImageDataInfo> entry =
+      inMemory ? found->second : std::make_shared<QDXImageDataInfo>();
+  // A memory hit leaves timeOfUseImage alone.
+  if (entry->imageData) return entry->imageData;
+
+  filePath_ = filePathForURL(url);
+  if (isRegularFile(filePath_)) {
+    entry->imageData = readWholeFile(filePath_);
+    if (!inMemory) insertLocked(entry, url);
+    // The file is not written again.
+  } else {
+    entry->imageData = QDXHttpClient::shareHttpClient().downloadImageFromString(url);
+    if (insertLocked(entry, url)) writeLocked(*entry->imageData);
+  }
+  return entry->imageData;
+}
+
+void QDXImageCache::writeImageDataToDisk(const std::string& bytes) {
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  writeLocked(bytes);
+}
+
+void QDXImageCache::writeLocked(const std::string& bytes) {
+  if (filePath_.empty()) return;
+  // Atomic: a sibling file renamed over the target; failures are ignored.
+  std::string temporary = filePath_ + ".tmp";
+  {
+    std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
+    if (!out) return;
+    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    if (!out.flush()) {
+      std::remove(temporary.c_str());
+      return;
+    }
+  }
+  if (std::rename(temporary.c_str(), filePath_.c_str()) != 0) std::remove(temporary.c_str());
+}
+
+bool QDXImageCache::cleanOldMemoryCache(std::shared_ptr<QDXImageDataInfo> entry,
+                                        const std::string& url) {
+  if (!entry) return false;
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  return insertLocked(entry, url);
+}
+
+bool QDXImageCache::insertLocked(const std::shared_ptr<QDXImageDataInfo>& entry,
+                                 const std::string& url) {
+  if (!entry->imageData) {
+    debugLog("加载" + url + "后没有得到数据");
+    return false;
+  }
+  const double now = Env::Default()->now();
+  if (cacheSize_ < kMemoryLimitKB) {
+    entry->timeOfUseImage = now;
+    if (memoryCacheDic_.emplace(url, entry).second) {
+      memoryOrder_.push_back(url);
+    } else {
+      memoryCacheDic_[url] = entry;
+    }
+    cacheSize_ = static_cast<float>(static_cast<double>(cacheSize_) +
+                                    static_cast<double>(entry->imageData->size()) / 1024.0);
+    return true;
+  }
+
+  // At the limit: the eviction time ends as the earlier time of the last
+  // two keys (each pair replaces the previous result; deliberately not a
+  // search for the oldest). With one key it stays "now": nothing goes.
+  double evictionTime = now;
+  const std::vector<std::string> keys = memoryOrder_;
+  if (keys.size() != 1) {
+    for (std::size_t i = 0; i + 1 < keys.size(); ++i) {
+      evictionTime = std::min(memoryCacheDic_.at(keys[i])->timeOfUseImage,
+                              memoryCacheDic_.at(keys[i + 1])->timeOfUseImage);
+    }
+  }
+  for (const std::string& key : keys) {
+    if (memoryCacheDic_.at(key)->timeOfUseImage == evictionTime) memoryCacheDic_.erase(key);
+  }
+  std::erase_if(memoryOrder_,
+                [this](const std::string& key) { return !memoryCacheDic_.contains(key); });
+
+  entry->timeOfUseImage = now;
+  if (memoryCacheDic_.emplace(url, entry).second) {
+    memoryOrder_.push_back(url);
+  } else {
+    memoryCacheDic_[url] = entry;
+  }
+  return true;
+}
+
+float QDXImageCache::cacheSize() const {
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  return cacheSize_;
+}
+
+void QDXImageCache::setCacheSize(float kilobytes) {
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  cacheSize_ = kilobytes;
+}
+
+std::vector<std::string> QDXImageCache::memoryCacheKeys() const {
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  return memoryOrder_;
+}
+
+std::shared_ptr<QDXImageDataInfo> QDXImageCache::memoryEntry(const std::string& url) const {
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  auto found = memoryCacheDic_.find(url);
+  return found == memoryCacheDic_.end() ? nullptr : found->second;
+}
+
+}  // namespace qdx
