@@ -51,6 +51,12 @@ class QDXAD : public std::enable_shared_from_this<QDXAD> {
   // active, lowers it and stores a new use-time start.
   void currentTimer();
 
+  // Start-up's two background steps (each runs on a new thread during an
+  // online start): fetch the SDK's own images into the image cache, and
+  // fetch and store the global configuration ("QDX_Global_Config").
+  void getImageToLocal();
+  void getGlobalConfig();
+
   QDXAD(const QDXAD&) = delete;
   QDXAD& operator=(const QDXAD&) = delete;
   ~QDXAD();

@@ -5,6 +5,7 @@
 
 #include "common/json_access.h"
 #include "common/time_format.h"
+#include "identity/QDXAppInfo.h"
 #include "identity/QDXKeyChain.h"
 #include "platform/env.h"
 #include "reporting/QDXEvent.h"
@@ -253,9 +254,7 @@ void QDXHttpRequestProxy::reportBaseInfo() {
         const Json answer = parsedAnswer(data);
         debugLog("基本信息上报" + json::describe(answer));
         if (json::integerMember(answer, "retcode") != 0) return;
-        std::optional<std::string> version =
-            Env::Default()->bundleInfo("CFBundleShortVersionString");
-        if (version) QDXKeyChain::saveUniqueStrWithName("QDX_APP_VERSION", *version);
+        QDXKeyChain::saveUniqueStrWithName("QDX_APP_VERSION", QDXAppInfo::bundleShortVersion());
       });
 }
 

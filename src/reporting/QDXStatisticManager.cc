@@ -81,9 +81,8 @@ void QDXStatisticManager::newThreadRegisterDevice() {
   QDXKeyChain::saveUniqueStrWithName("QDX_Dev_ID", devid);
 
   const Json reported = QDXKeyChain::getUniqueStrWithName("QDX_APP_VERSION");
-  const std::optional<std::string> version =
-      Env::Default()->bundleInfo("CFBundleShortVersionString");
-  if (json::asString(reported) != version || !version) {
+  // A keychain without the item always differs.
+  if (json::asString(reported) != QDXAppInfo::bundleShortVersion()) {
     QDXHttpRequestProxy::shareInstance().reportBaseInfo();
   }
   QDXHttpRequestProxy::shareInstance().reportActiveEvent();

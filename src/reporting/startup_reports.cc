@@ -50,7 +50,7 @@ std::vector<std::string> listEntries(const std::string& directory) {
 
 }  // namespace
 
-void runOnlineStartup(const std::optional<std::string>& bundleVersion) {
+void runOnlineStartup(const std::string& bundleVersion) {
   QDXHttpRequestProxy& reporter = QDXHttpRequestProxy::shareInstance();
 
   const Json deviceId = QDXKeyChain::getUniqueStrWithName("QDX_Dev_ID");
@@ -79,7 +79,7 @@ void runOnlineStartup(const std::optional<std::string>& bundleVersion) {
   runInBackground("global configuration", fetchGlobalConfig);
 
   const Json reportedVersion = QDXKeyChain::getUniqueStrWithName("QDX_APP_VERSION");
-  if (!bundleVersion || json::asString(reportedVersion) != bundleVersion) {
+  if (json::asString(reportedVersion) != bundleVersion) {
     reporter.reportBaseInfo();
   }
 }

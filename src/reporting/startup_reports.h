@@ -14,8 +14,9 @@ namespace qdx {
 // when a device id was present and "QDX_REPORT_ACTIVE" is absent; starts
 // warmImageCache() and fetchGlobalConfig() on two new background threads;
 // reports base information when the keychain's "QDX_APP_VERSION" differs
-// from bundleVersion (the app's short version read at start-up).
-void runOnlineStartup(const std::optional<std::string>& bundleVersion);
+// from bundleVersion (the app's short version read at start-up, "" when
+// the bundle has none).
+void runOnlineStartup(const std::string& bundleVersion);
 
 // Posts each file listed in "<home>/Documents/qdx_sdk_error" to
 // error_log_report. Each file is read by its bare name as listed, so it

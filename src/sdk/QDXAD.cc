@@ -11,6 +11,9 @@
 #include "identity/QDXDevInfo.h"
 #include "platform/env.h"
 #include "platform/run_loop.h"
+#include "reporting/QDXExceptionHandler.h"
+#include "reporting/QDXHttpRequestProxy.h"
+#include "reporting/startup_reports.h"
 #include "sdk/QDXLog.h"
 #include "sdk/QDXUserDefaults.h"
 
@@ -44,7 +47,8 @@ std::shared_ptr<QDXAD> QDXAD::initWithChannel(const std::string& channel, std::i
                                               const std::string& app_key) {
   std::shared_ptr<QDXAD> facade(new QDXAD());
   guarded("start-up", [&] {
-    // Crash capture is installed here, before anything is stored.
+    // Crash capture first, before anything is stored.
+    QDXExceptionHandler::setHandler();
     facade->storeAppId(app_id);
     facade->storeAppKey(app_key);
     facade->storeChannel(channel);
@@ -53,7 +57,7 @@ std::shared_ptr<QDXAD> QDXAD::initWithChannel(const std::string& channel, std::i
     facade->startTimer();
     facade->storeRunStamp();
     if (!facade->networkAvailable()) return;
-    // The online part of the start-up follows here.
+    runOnlineStartup(QDXAppInfo::bundleShortVersion());
   });
   return facade;
 }
@@ -150,6 +154,14 @@ void QDXAD::startShowFlow(const std::shared_ptr<QDXADRequest>& request, std::int
   (void)adType;
 }
 
+void QDXAD::getImageToLocal() {
+  guarded("image warm-up", [] { warmImageCache(); });
+}
+
+void QDXAD::getGlobalConfig() {
+  guarded("global configuration", [] { fetchGlobalConfig(); });
+}
+
 void QDXAD::setADDelegate(std::shared_ptr<QDXADDelegate> delegate) {
   QDXADManager::defaultADManager().setAdListener(delegate);
 }
@@ -158,7 +170,9 @@ void QDXAD::setDebug(bool debug) { QDXLog::setDebug(debug); }
 
 void QDXAD::sdkTerminate() {
   guarded("terminate", [] {
-    // The use-time report of the ending period goes out first.
+    // The use-time report of the ending period goes out first; it is
+    // synchronous, so the caller waits for it (up to the time-out).
+    QDXHttpRequestProxy::shareInstance().reportUseTime();
     QDXUserDefaults::saveToLocal(Json(true), "QDXBACKGROUND");
   });
 }
