@@ -1,0 +1,29 @@
+#include "platform/env.h"
+
+#include <atomic>
+
+#include "platform/posix_env.h"
+
+namespace qdx {
+
+namespace {
+
+std::atomic<Env*> installedEnv{nullptr};
+
+// Made once, on first need, and never destroyed: threads we started may
+// still be using it while the process exits.
+Env* posixDefault() {
+  static Env* const env = new PosixEnv();
+  return env;
+}
+
+}  // namespace
+
+Env* Env::Default() {
+  Env* env = installedEnv.load(std::memory_order_acquire);
+  return env != nullptr ? env : posixDefault();
+}
+
+void Env::Install(Env* env) { installedEnv.store(env, std::memory_order_release); }
+
+}  // namespace qdx

@@ -1,0 +1,158 @@
+#include "platform/sqlite_database.h"
+
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+
+#include "platform/env.h"
+
+namespace qdx {
+
+namespace {
+
+// Busy waits cover a second process (a restarted host, the demo) holding
+// the write lock for a moment.
+constexpr int kBusyTimeoutMs = 5000;
+
+// WAL with synchronous=NORMAL: a committed transaction survives a killed
+// process (only a power loss may drop the last ones), at a fraction of the
+// cost of FULL.
+constexpr const char* kPragmas =
+    "PRAGMA journal_mode=WAL;"
+    "PRAGMA synchronous=NORMAL;";
+
+std::string errorText(sqlite3* db, int code) {
+  if (db != nullptr) return sqlite3_errmsg(db);
+  return sqlite3_errstr(code);
+}
+
+}  // namespace
+
+bool isDamagedDatabaseCode(int code) {
+  int primary = code & 0xff;
+  return primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB;
+}
+
+SqliteDatabase::SqliteDatabase(std::string path, std::string schema, int fileMode,
+                               std::string label)
+    : path_(std::move(path)),
+      schema_(std::move(schema)),
+      fileMode_(fileMode),
+      label_(std::move(label)) {}
+
+SqliteDatabase::~SqliteDatabase() { close(); }
+
+void SqliteDatabase::logLine(const std::string& line) { Env::Default()->log(line); }
+
+void SqliteDatabase::reopenAt(std::string path) {
+  close();
+  path_ = std::move(path);
+}
+
+void SqliteDatabase::close() {
+  if (db_ != nullptr) {
+    sqlite3_close_v2(db_);
+    db_ = nullptr;
+  }
+}
+
+int SqliteDatabase::open() {
+  if (db_ != nullptr) return SQLITE_OK;
+  std::error_code ec;
+  std::filesystem::path file(path_);
+  if (file.has_parent_path()) std::filesystem::create_directories(file.parent_path(), ec);
+  // Create the file ourselves so that it gets our mode, not SQLite's 0644.
+  int fd = ::open(path_.c_str(), O_CREAT | O_RDWR | O_CLOEXEC, fileMode_);
+  if (fd >= 0) {
+    ::fchmod(fd, static_cast<mode_t>(fileMode_));
+    ::close(fd);
+  }
+  sqlite3* db = nullptr;
+  int rc = sqlite3_open_v2(path_.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
+                           nullptr);
+  if (rc != SQLITE_OK) {
+    if (!openFailureLogged_) {
+      openFailureLogged_ = true;
+      logLine("qdx: cannot open the " + label_ + " at " + path_ + ": " + errorText(db, rc));
+    }
+    sqlite3_close_v2(db);
+    return rc;
+  }
+  sqlite3_busy_timeout(db, kBusyTimeoutMs);
+  rc = sqlite3_exec(db, kPragmas, nullptr, nullptr, nullptr);
+  if (rc == SQLITE_OK) rc = sqlite3_exec(db, schema_.c_str(), nullptr, nullptr, nullptr);
+  if (rc != SQLITE_OK) {
+    if (!isDamagedDatabaseCode(rc) && !openFailureLogged_) {
+      openFailureLogged_ = true;
+      logLine("qdx: cannot prepare the " + label_ + " at " + path_ + ": " + errorText(db, rc));
+    }
+    sqlite3_close_v2(db);
+    return rc;
+  }
+  db_ = db;
+  openFailureLogged_ = false;
+  return SQLITE_OK;
+}
+
+void SqliteDatabase::replaceDamagedFile(const std::string& reason) {
+  close();
+  logLine("qdx: the " + label_ + " at " + path_ + " is damaged (" + reason +
+          "); moved it aside and started a fresh one");
+  std::string aside = path_ + ".damaged";
+  if (std::rename(path_.c_str(), aside.c_str()) != 0) ::unlink(path_.c_str());
+  ::unlink((path_ + "-wal").c_str());
+  ::unlink((path_ + "-shm").c_str());
+}
+
+int SqliteDatabase::run(const std::function<int(sqlite3*)>& op) {
+  int rc = open();
+  if (isDamagedDatabaseCode(rc)) {
+    replaceDamagedFile(sqlite3_errstr(rc));
+    rc = open();
+  }
+  if (rc != SQLITE_OK) return isDamagedDatabaseCode(rc) ? rc : SQLITE_CANTOPEN;
+  rc = op(db_);
+  if (isDamagedDatabaseCode(rc)) {
+    replaceDamagedFile(errorText(db_, rc));
+    if (open() != SQLITE_OK) return SQLITE_CANTOPEN;
+    rc = op(db_);
+  }
+  return rc;
+}
+
+}  // namespace qdx
+
+namespace qdx {
+
+SqliteStatement::SqliteStatement(sqlite3* db, const char* sql)
+    : code_(sqlite3_prepare_v2(db, sql, -1, &stmt_, nullptr)) {}
+
+SqliteStatement::~SqliteStatement() { sqlite3_finalize(stmt_); }
+
+void SqliteStatement::bind(int index, const std::string& value, bool asBlob) {
+  if (code_ != SQLITE_OK) return;
+  int rc = asBlob ? sqlite3_bind_blob(stmt_, index, value.data(),
+                                      static_cast<int>(value.size()), SQLITE_TRANSIENT)
+                  : sqlite3_bind_text(stmt_, index, value.data(),
+                                      static_cast<int>(value.size()), SQLITE_TRANSIENT);
+  if (rc != SQLITE_OK) code_ = rc;
+}
+
+int SqliteStatement::step() {
+  if (code_ != SQLITE_OK) return code_;
+  return sqlite3_step(stmt_);
+}
+
+std::string SqliteStatement::column(int index) {
+  const void* bytes = sqlite3_column_blob(stmt_, index);
+  int size = sqlite3_column_bytes(stmt_, index);
+  if (bytes == nullptr || size <= 0) return std::string();
+  return std::string(static_cast<const char*>(bytes), static_cast<std::size_t>(size));
+}
+
+}  // namespace qdx

@@ -1,0 +1,142 @@
+#include "sdk/QDXUserDefaults.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "common/json_access.h"
+#include "support/child_process.h"
+#include "support/test_env.h"
+
+namespace qdx {
+namespace {
+
+// Values of every kind the SDK keeps, written by one process and read back
+// by another: the forced write-out is what makes them survive.
+TEST(QDXUserDefaultsTest, EveryValueKindSurvivesARestart) {
+  TestEnv env;
+  ChildStatus child = ChildProcess::run([root = env.tempRoot()] {
+    TestEnv restarted(root);
+    QDXUserDefaults::saveToLocal(12345, "QDX_APP_ID");
+    QDXUserDefaults::saveToLocal("secret", "QDX_APP_KEY");
+    QDXUserDefaults::saveToLocal(true, "QDXBACKGROUND");
+    QDXUserDefaults::saveToLocal(2.5, "float");
+    QDXUserDefaults::saveToLocal(Json::array({"{\"a\":1}", 2}), "QDX_REPORT_EVENT_LIST");
+    QDXUserDefaults::saveToLocal(Json{{"z", 1}, {"a", Json{{"nested", false}}}},
+                                 "QDX_Global_Config");
+    QDXUserDefaults::saveToLocal(1700000000123.0, "7000");
+    return 0;
+  });
+  ASSERT_TRUE(child.succeeded()) << child.describe();
+
+  Json appId = QDXUserDefaults::getObjectFromLocal("QDX_APP_ID");
+  EXPECT_TRUE(appId.is_number_integer());
+  EXPECT_EQ(json::asInteger(appId), 12345);
+  EXPECT_EQ(QDXUserDefaults::getObjectFromLocal("QDX_APP_KEY"), "secret");
+  Json background = QDXUserDefaults::getObjectFromLocal("QDXBACKGROUND");
+  EXPECT_TRUE(background.is_boolean());
+  EXPECT_EQ(json::asInteger(background), 1);
+  Json ratio = QDXUserDefaults::getObjectFromLocal("float");
+  EXPECT_TRUE(ratio.is_number_float());
+  EXPECT_EQ(ratio.get<double>(), 2.5);
+  EXPECT_EQ(QDXUserDefaults::getObjectFromLocal("QDX_REPORT_EVENT_LIST"),
+            Json::array({"{\"a\":1}", 2}));
+  Json config = QDXUserDefaults::getObjectFromLocal("QDX_Global_Config");
+  EXPECT_EQ(config.dump(), R"({"z":1,"a":{"nested":false}})") << "key order is kept";
+  Json stamp = QDXUserDefaults::getObjectFromLocal("7000");
+  EXPECT_TRUE(stamp.is_number_float()) << "a whole-valued float stays a float";
+}
+
+TEST(QDXUserDefaultsTest, RemovalAndNullSavesReadAbsentAtOnce) {
+  TestEnv env;
+  QDXUserDefaults::saveToLocal("AppStore", "QDX_CHANNEL");
+  QDXUserDefaults::removeObjectFromLocal("QDX_CHANNEL");
+  EXPECT_TRUE(QDXUserDefaults::getObjectFromLocal("QDX_CHANNEL").is_null());
+
+  QDXUserDefaults::saveToLocal(7, "QDX_UBIT_ADTYPE");
+  QDXUserDefaults::saveToLocal(nullptr, "QDX_UBIT_ADTYPE");
+  EXPECT_TRUE(QDXUserDefaults::getObjectFromLocal("QDX_UBIT_ADTYPE").is_null());
+  EXPECT_TRUE(env.localStore().keys().empty());
+
+  // Removing what was never there is harmless.
+  QDXUserDefaults::removeObjectFromLocal("never");
+  EXPECT_TRUE(QDXUserDefaults::getObjectFromLocal("never").is_null());
+}
+
+TEST(QDXUserDefaultsTest, OverwriteReplacesValueAndKind) {
+  TestEnv env;
+  QDXUserDefaults::saveToLocal(1, "k");
+  QDXUserDefaults::saveToLocal("1", "k");
+  Json value = QDXUserDefaults::getObjectFromLocal("k");
+  EXPECT_TRUE(value.is_string());
+  EXPECT_EQ(env.localStore().keys(), std::vector<std::string>{"k"});
+}
+
+TEST(QDXUserDefaultsTest, ManyThreadsWritingDistinctKeysLoseNothing) {
+  TestEnv env;
+  constexpr int kThreads = 8;
+  constexpr int kKeysEach = 40;
+  std::vector<std::thread> writers;
+  for (int t = 0; t < kThreads; ++t) {
+    writers.emplace_back([t] {
+      for (int i = 0; i < kKeysEach; ++i) {
+        std::string key = "QDX_" + std::to_string(t) + "_" + std::to_string(i);
+        QDXUserDefaults::saveToLocal(t * 1000 + i, key);
+        // Readers interleave with writers on other threads.
+        Json back = QDXUserDefaults::getObjectFromLocal(key);
+        if (json::asInteger(back) != t * 1000 + i) std::abort();
+      }
+    });
+  }
+  for (auto& writer : writers) writer.join();
+  EXPECT_EQ(env.localStore().keys().size(), static_cast<std::size_t>(kThreads * kKeysEach));
+  for (int t = 0; t < kThreads; ++t) {
+    for (int i = 0; i < kKeysEach; ++i) {
+      std::string key = "QDX_" + std::to_string(t) + "_" + std::to_string(i);
+      EXPECT_EQ(json::asInteger(QDXUserDefaults::getObjectFromLocal(key)), t * 1000 + i) << key;
+    }
+  }
+}
+
+// A host killed in the middle of saving loses no save that had returned.
+TEST(QDXUserDefaultsTest, SavesThatReturnedSurviveSigkill) {
+  TestEnv env;
+  int reports[2];
+  ASSERT_EQ(::pipe(reports), 0);
+  ChildProcess child = ChildProcess::start([root = env.tempRoot(), reports] {
+    ::close(reports[0]);
+    TestEnv restarted(root);
+    for (int i = 0;; ++i) {
+      QDXUserDefaults::saveToLocal(Json{{"index", i}}, "burst_" + std::to_string(i));
+      if (::write(reports[1], &i, sizeof i) != sizeof i) return 1;
+    }
+  });
+  ::close(reports[1]);
+  std::set<int> reported;
+  int index;
+  while (reported.size() < 150 && ::read(reports[0], &index, sizeof index) == sizeof index) {
+    reported.insert(index);
+  }
+  child.kill(SIGKILL);
+  while (::read(reports[0], &index, sizeof index) == sizeof index) reported.insert(index);
+  ::close(reports[0]);
+  ChildStatus status = child.wait();
+  ASSERT_TRUE(status.signaled) << status.describe();
+  ASSERT_GE(reported.size(), 150u);
+
+  TestEnv reopened(env.tempRoot());
+  for (int i : reported) {
+    Json value = QDXUserDefaults::getObjectFromLocal("burst_" + std::to_string(i));
+    ASSERT_EQ(json::asInteger(json::member(value, "index")), i) << "lost save " << i;
+  }
+}
+
+}  // namespace
+}  // namespace qdx

@@ -1,0 +1,118 @@
+#include "support/test_env.h"
+
+#include <stdlib.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+namespace qdx {
+
+namespace {
+
+std::string makeTemporaryRoot() {
+  const char* tmp = std::getenv("TMPDIR");
+  std::string pattern = std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") +
+                        "/qdx-test-XXXXXX";
+  std::vector<char> buffer(pattern.begin(), pattern.end());
+  buffer.push_back('\0');
+  if (::mkdtemp(buffer.data()) == nullptr) {
+    std::perror("qdx TestEnv: mkdtemp");
+    std::abort();
+  }
+  return std::string(buffer.data());
+}
+
+// The TestEnv installed most recently, so that a nested one (a simulated
+// restart) hands the platform back to the outer one when it ends.
+TestEnv* installedTestEnv = nullptr;
+
+}  // namespace
+
+TestEnv::TestEnv() : root_(makeTemporaryRoot()), ownsRoot_(true) { configure(); }
+
+TestEnv::TestEnv(std::string existingRoot) : root_(std::move(existingRoot)), ownsRoot_(false) {
+  configure();
+}
+
+void TestEnv::configure() {
+  setHomeDirectory(root_ + "/home");
+  setKeychainDirectory(root_ + "/keychain");
+  setDataNetworkCode(5);
+  setMainScreen(ScreenMetrics{375, 667, 2});
+  setBundleInfo("CFBundleIdentifier", "com.example.qdxhost");
+  setBundleInfo("CFBundleShortVersionString", "1.0");
+  setApplicationState(0);
+  setLogSink([this](const std::string& line) {
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      logLines_.push_back(line);
+    }
+    std::fprintf(stderr, "[log] %s\n", line.c_str());
+  });
+  setOpenURLHandler([this](const std::string& url) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    openedURLs_.push_back(url);
+    return true;
+  });
+  outer_ = installedTestEnv;
+  installedTestEnv = this;
+  Env::Install(this);
+}
+
+TestEnv::~TestEnv() {
+  if (installedTestEnv == this) installedTestEnv = outer_;
+  if (Env::Default() == this) Env::Install(outer_);
+  if (ownsRoot_ && std::getenv("QDX_KEEP_TEST_DIRS") == nullptr) {
+    std::error_code ec;
+    std::filesystem::remove_all(root_, ec);
+  }
+}
+
+void TestEnv::setNow(double secondsSince1970) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  fixedNow_ = secondsSince1970;
+}
+
+void TestEnv::advance(double seconds) {
+  double base = PosixEnv::now();
+  std::lock_guard<std::mutex> lock(mutex_);
+  fixedNow_ = fixedNow_.value_or(base) + seconds;
+}
+
+double TestEnv::now() {
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (fixedNow_) return *fixedNow_;
+  }
+  return PosixEnv::now();
+}
+
+std::vector<std::string> TestEnv::logLines() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return logLines_;
+}
+
+void TestEnv::clearLog() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  logLines_.clear();
+}
+
+bool TestEnv::logContains(const std::string& text) const { return logCount(text) > 0; }
+
+std::size_t TestEnv::logCount(const std::string& text) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  std::size_t count = 0;
+  for (const std::string& line : logLines_) {
+    if (line.find(text) != std::string::npos) ++count;
+  }
+  return count;
+}
+
+std::vector<std::string> TestEnv::openedURLs() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return openedURLs_;
+}
+
+}  // namespace qdx
