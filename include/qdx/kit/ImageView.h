@@ -1,0 +1,25 @@
+#pragma once
+// A view that shows an image scaled to fill its bounds.
+#include <memory>
+
+#include "qdx/kit/Image.h"
+#include "qdx/kit/View.h"
+
+namespace qdx::kit {
+
+class ImageView : public View {
+ public:
+  // Image views take no touches until user interaction is switched on.
+  ImageView();
+  explicit ImageView(const Rect& frame);
+  // An image view sized to the image (at the origin).
+  explicit ImageView(std::shared_ptr<Image> image);
+
+  std::shared_ptr<Image> image() const { return image_; }
+  void setImage(std::shared_ptr<Image> image) { image_ = std::move(image); }
+
+ private:
+  std::shared_ptr<Image> image_;
+};
+
+}  // namespace qdx::kit

@@ -1,0 +1,82 @@
+#pragma once
+// Labels: one or more lines of text in a font and colour. Attributed text
+// adds letter spacing (kerning) over ranges of characters.
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "qdx/kit/Color.h"
+#include "qdx/kit/Font.h"
+#include "qdx/kit/View.h"
+
+namespace qdx::kit {
+
+enum TextAlignment : int {
+  TextAlignmentLeft = 0,
+  TextAlignmentCenter = 1,
+  TextAlignmentRight = 2,
+};
+
+// UTF-8 text with extra letter spacing over ranges. Ranges count UTF-16
+// code units, as the platform's string lengths do (one per Chinese
+// character, two per emoji).
+class AttributedString {
+ public:
+  struct Kern {
+    std::size_t location;
+    std::size_t length;
+    double kern;  // extra space after each character, points
+  };
+
+  AttributedString() = default;
+  explicit AttributedString(std::string text) : string_(std::move(text)) {}
+
+  const std::string& string() const { return string_; }
+  // The length in UTF-16 code units.
+  std::size_t length() const;
+  // Adds kern points after each character of the range; the range is
+  // clipped to the text.
+  void addKern(double kern, std::size_t location, std::size_t length);
+  const std::vector<Kern>& kerns() const { return kerns_; }
+
+ private:
+  std::string string_;
+  std::vector<Kern> kerns_;
+};
+
+class Label : public View {
+ public:
+  // Labels take no touches until user interaction is switched on. The
+  // font is the system font at 17 points, the colour black, aligned left,
+  // one line.
+  Label();
+  explicit Label(const Rect& frame);
+
+  // The plain text (also the attributed text's string).
+  const std::string& text() const { return attributed_.string(); }
+  // Replaces the text and drops any attributes.
+  void setText(std::string text) { attributed_ = AttributedString(std::move(text)); }
+  const AttributedString& attributedText() const { return attributed_; }
+  void setAttributedText(AttributedString text) { attributed_ = std::move(text); }
+
+  std::shared_ptr<Font> font() const { return font_; }
+  // nullptr restores the system font at 17 points.
+  void setFont(std::shared_ptr<Font> font);
+  Color textColor() const { return textColor_; }
+  void setTextColor(Color color) { textColor_ = color; }
+  TextAlignment textAlignment() const { return alignment_; }
+  void setTextAlignment(TextAlignment alignment) { alignment_ = alignment; }
+  // 0 means as many lines as fit; 1 (the default) truncates the tail.
+  int numberOfLines() const { return lines_; }
+  void setNumberOfLines(int lines) { lines_ = lines; }
+
+ private:
+  AttributedString attributed_;
+  std::shared_ptr<Font> font_;
+  Color textColor_ = Color::black();
+  TextAlignment alignment_ = TextAlignmentLeft;
+  int lines_ = 1;
+};
+
+}  // namespace qdx::kit

@@ -1,0 +1,134 @@
+#pragma once
+// Views: rectangles in a tree. A view draws itself in its frame (in its
+// superview's coordinates) and holds its children in order, the last added
+// on top. Views are made with std::make_shared and used from the main
+// thread.
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "qdx/kit/Color.h"
+#include "qdx/kit/Geometry.h"
+#include "qdx/kit/Responder.h"
+
+namespace qdx::kit {
+
+class TapGestureRecognizer;
+class ViewController;
+class Window;
+
+// The drawing attributes of a view's backing layer.
+struct Layer {
+  Color borderColor = Color::black();
+  double borderWidth = 0;
+  double cornerRadius = 0;
+  // Clip the content and children to the (rounded) bounds.
+  bool masksToBounds = false;
+  Color shadowColor = Color::black();
+  Size shadowOffset{0, -3};
+  double shadowOpacity = 0;
+  double shadowRadius = 3;
+};
+
+class View : public Responder {
+ public:
+  View();
+  explicit View(const Rect& frame);
+  ~View() override;
+  View(const View&) = delete;
+  View& operator=(const View&) = delete;
+
+  // --- Geometry ------------------------------------------------------------
+  Rect frame() const { return frame_; }
+  virtual void setFrame(const Rect& frame);
+  // The view's own coordinate space: its size, and an origin that is the
+  // scroll position for scroll views (0, 0 otherwise).
+  Rect bounds() const { return Rect(boundsOrigin_, frame_.size); }
+  Point center() const { return {frame_.midX(), frame_.midY()}; }
+  // Converts a point of this view's bounds into the coordinates of its
+  // topmost ancestor (its window, when it has one).
+  Point convertPointToRoot(Point local) const;
+
+  // --- The tree ------------------------------------------------------------
+  // The children, bottom first.
+  std::vector<std::shared_ptr<View>> subviews() const { return subviews_; }
+  std::shared_ptr<View> superview() const { return superview_.lock(); }
+  // Adds view on top of the children. A view that already has a superview
+  // (this one included) is taken from it first, so adding a child again
+  // moves it to the front. Adding nullptr, this view or one of its
+  // ancestors does nothing.
+  void addSubview(const std::shared_ptr<View>& view);
+  // Inserts view at index among the children (clamped to the end).
+  void insertSubview(const std::shared_ptr<View>& view, std::size_t index);
+  void bringSubviewToFront(const std::shared_ptr<View>& view);
+  // Detaches this view from its superview; nothing when it has none.
+  void removeFromSuperview();
+  // This view or the first descendant (depth first, bottom first) with tag.
+  std::shared_ptr<View> viewWithTag(long tag);
+  // True when this view is ancestor or ancestor's descendant.
+  bool isDescendantOfView(const View* ancestor) const;
+  // The window this view is in, or nullptr.
+  std::shared_ptr<Window> window() const;
+
+  // --- Attributes ----------------------------------------------------------
+  long tag() const { return tag_; }
+  void setTag(long tag) { tag_ = tag; }
+  bool isHidden() const { return hidden_; }
+  void setHidden(bool hidden) { hidden_ = hidden; }
+  double alpha() const { return alpha_; }
+  void setAlpha(double alpha);
+  // nullopt (the default) draws no background.
+  std::optional<Color> backgroundColor() const { return backgroundColor_; }
+  void setBackgroundColor(std::optional<Color> color) { backgroundColor_ = color; }
+  bool isUserInteractionEnabled() const { return userInteractionEnabled_; }
+  void setUserInteractionEnabled(bool enabled) { userInteractionEnabled_ = enabled; }
+  bool clipsToBounds() const { return layer_.masksToBounds; }
+  void setClipsToBounds(bool clips) { layer_.masksToBounds = clips; }
+  Layer& layer() { return layer_; }
+  const Layer& layer() const { return layer_; }
+
+  // --- Gestures ------------------------------------------------------------
+  // Attaches recognizer (held strongly); it leaves any view it was on.
+  void addGestureRecognizer(const std::shared_ptr<TapGestureRecognizer>& recognizer);
+  void removeGestureRecognizer(const std::shared_ptr<TapGestureRecognizer>& recognizer);
+  std::vector<std::shared_ptr<TapGestureRecognizer>> gestureRecognizers() const {
+    return recognizers_;
+  }
+
+  // --- Touch handling ------------------------------------------------------
+  // Whether a point of the bounds space belongs to this view.
+  virtual bool pointInside(Point p) const;
+  // The deepest view under p (in this view's bounds space) that takes
+  // touches: hidden views, views with alpha below 0.01 and views without
+  // user interaction are skipped with their children; children are tried
+  // last-added first, and a point outside a view reaches none of its
+  // children. nullptr when nothing takes it.
+  std::shared_ptr<View> hitTest(Point p);
+
+  // The view controller whose root view this is, else the superview.
+  std::shared_ptr<Responder> nextResponder() override;
+  // The view controller that owns this view as its root view, if any.
+  std::shared_ptr<ViewController> viewController() const;
+
+ protected:
+  void setBoundsOrigin(Point origin) { boundsOrigin_ = origin; }
+
+ private:
+  friend class ViewController;
+  void detachChild(const View* child);
+
+  Rect frame_;
+  Point boundsOrigin_;
+  std::vector<std::shared_ptr<View>> subviews_;
+  std::weak_ptr<View> superview_;
+  std::weak_ptr<ViewController> owner_;
+  std::vector<std::shared_ptr<TapGestureRecognizer>> recognizers_;
+  long tag_ = 0;
+  bool hidden_ = false;
+  double alpha_ = 1;
+  std::optional<Color> backgroundColor_;
+  bool userInteractionEnabled_ = true;
+  Layer layer_;
+};
+
+}  // namespace qdx::kit

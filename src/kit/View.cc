@@ -1,0 +1,143 @@
+#include "qdx/kit/View.h"
+
+#include <algorithm>
+
+#include "qdx/kit/TapGestureRecognizer.h"
+#include "qdx/kit/ViewController.h"
+#include "qdx/kit/Window.h"
+
+namespace qdx::kit {
+
+// Below this alpha a view is treated as invisible to touches.
+constexpr double kMinimumTouchableAlpha = 0.01;
+
+View::View() = default;
+View::View(const Rect& frame) : frame_(frame) {}
+
+View::~View() {
+  // Children outlive a dropped parent only when someone else holds them;
+  // they must then forget it.
+  for (auto& child : subviews_) child->superview_.reset();
+  for (auto& recognizer : recognizers_) recognizer->view_.reset();
+}
+
+void View::setFrame(const Rect& frame) { frame_ = frame; }
+
+void View::setAlpha(double alpha) { alpha_ = std::clamp(alpha, 0.0, 1.0); }
+
+Point View::convertPointToRoot(Point local) const {
+  Point p = local;
+  const View* view = this;
+  while (view != nullptr) {
+    p.x += view->frame_.x() - view->boundsOrigin_.x;
+    p.y += view->frame_.y() - view->boundsOrigin_.y;
+    auto parent = view->superview_.lock();
+    if (!parent) {
+      // The root's own frame origin is not part of its coordinates.
+      p.x -= view->frame_.x();
+      p.y -= view->frame_.y();
+      break;
+    }
+    view = parent.get();
+  }
+  return p;
+}
+
+void View::detachChild(const View* child) {
+  auto it = std::find_if(subviews_.begin(), subviews_.end(),
+                         [child](const std::shared_ptr<View>& v) { return v.get() == child; });
+  if (it != subviews_.end()) subviews_.erase(it);
+}
+
+void View::addSubview(const std::shared_ptr<View>& view) {
+  insertSubview(view, subviews_.size() + 1);
+}
+
+void View::insertSubview(const std::shared_ptr<View>& view, std::size_t index) {
+  if (!view || view.get() == this || isDescendantOfView(view.get())) return;
+  // Keep the child alive while it moves.
+  std::shared_ptr<View> child = view;
+  if (auto old = child->superview_.lock()) old->detachChild(child.get());
+  index = std::min(index, subviews_.size());
+  subviews_.insert(subviews_.begin() + static_cast<std::ptrdiff_t>(index), child);
+  child->superview_ = selfAs<View>();
+}
+
+void View::bringSubviewToFront(const std::shared_ptr<View>& view) {
+  if (view && view->superview_.lock().get() == this) addSubview(view);
+}
+
+void View::removeFromSuperview() {
+  auto parent = superview_.lock();
+  superview_.reset();
+  if (parent) parent->detachChild(this);
+}
+
+std::shared_ptr<View> View::viewWithTag(long tag) {
+  if (tag_ == tag) return selfAs<View>();
+  for (auto& child : subviews_) {
+    if (auto found = child->viewWithTag(tag)) return found;
+  }
+  return nullptr;
+}
+
+bool View::isDescendantOfView(const View* ancestor) const {
+  if (ancestor == nullptr) return false;
+  if (ancestor == this) return true;
+  for (auto parent = superview_.lock(); parent; parent = parent->superview_.lock()) {
+    if (parent.get() == ancestor) return true;
+  }
+  return false;
+}
+
+std::shared_ptr<Window> View::window() const {
+  std::shared_ptr<View> top;
+  if (auto parent = superview_.lock()) {
+    for (top = parent; auto up = top->superview_.lock();) top = up;
+  } else {
+    auto self = std::const_pointer_cast<View>(
+        std::static_pointer_cast<const View>(weak_from_this().lock()));
+    top = self;
+  }
+  return std::dynamic_pointer_cast<Window>(top);
+}
+
+void View::addGestureRecognizer(const std::shared_ptr<TapGestureRecognizer>& recognizer) {
+  if (!recognizer) return;
+  if (auto old = recognizer->view()) {
+    if (old.get() == this) return;
+    old->removeGestureRecognizer(recognizer);
+  }
+  recognizers_.push_back(recognizer);
+  recognizer->view_ = selfAs<View>();
+}
+
+void View::removeGestureRecognizer(const std::shared_ptr<TapGestureRecognizer>& recognizer) {
+  auto it = std::find(recognizers_.begin(), recognizers_.end(), recognizer);
+  if (it == recognizers_.end()) return;
+  (*it)->view_.reset();
+  recognizers_.erase(it);
+}
+
+bool View::pointInside(Point p) const { return bounds().contains(p); }
+
+std::shared_ptr<View> View::hitTest(Point p) {
+  if (hidden_ || alpha_ < kMinimumTouchableAlpha || !userInteractionEnabled_) return nullptr;
+  if (!pointInside(p)) return nullptr;
+  for (auto it = subviews_.rbegin(); it != subviews_.rend(); ++it) {
+    const View& child = **it;
+    Point inChild{p.x - child.frame_.x() + child.boundsOrigin_.x,
+                  p.y - child.frame_.y() + child.boundsOrigin_.y};
+    if (auto hit = (*it)->hitTest(inChild)) return hit;
+  }
+  return selfAs<View>();
+}
+
+std::shared_ptr<ViewController> View::viewController() const { return owner_.lock(); }
+
+std::shared_ptr<Responder> View::nextResponder() {
+  if (auto owner = owner_.lock()) return owner;
+  return superview_.lock();
+}
+
+}  // namespace qdx::kit
