@@ -9,6 +9,7 @@
 #include "qdx/kit/Application.h"
 #include "qdx/kit/Button.h"
 #include "qdx/kit/ImageView.h"
+#include "qdx/kit/TapGestureRecognizer.h"
 #include "support/test_env.h"
 
 namespace qdx::kit {

@@ -22,6 +22,12 @@ using kit::Window;
 class AdRequest : public ::testing::Test {
  protected:
   void SetUp() override { env_.setMainScreen({320, 568, 2}); }
+  // The application is process-wide: leave it empty for the next case.
+  void TearDown() override {
+    auto& app = Application::sharedApplication();
+    for (const auto& w : app.windows()) app.removeWindow(w);
+    app.setDelegate(nullptr);
+  }
 
   // A host with one normal-level window whose root controller is root_.
   void installHostWindow() {
