@@ -4,6 +4,7 @@
 #include "qdx/kit/AlertController.h"
 #include "qdx/kit/AlertView.h"
 #include "qdx/kit/Application.h"
+#include "qdx/kit/Bundle.h"
 #include "qdx/kit/Button.h"
 #include "qdx/kit/Color.h"
 #include "qdx/kit/Control.h"

@@ -1,0 +1,36 @@
+#pragma once
+// The main bundle's interface files: named recipes for view trees that the
+// host provides and the SDK instantiates by name. Safe from any thread.
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "qdx/kit/View.h"
+
+namespace qdx::kit {
+
+class Bundle {
+ public:
+  // Builds a fresh instance of an interface file: its top-level objects in
+  // file order.
+  using NibFactory = std::function<std::vector<std::shared_ptr<View>>()>;
+
+  static Bundle& mainBundle();
+
+  // Makes an interface file of that name available; a later registration
+  // replaces an earlier one, an empty factory removes it.
+  void registerNib(const std::string& name, NibFactory factory);
+  // The top-level objects of a new instance of the named file; empty when
+  // there is no such file or its recipe fails (throws).
+  std::vector<std::shared_ptr<View>> loadNibNamed(const std::string& name) const;
+
+ private:
+  Bundle() = default;
+  mutable std::mutex mutex_;
+  std::map<std::string, NibFactory> nibs_;
+};
+
+}  // namespace qdx::kit

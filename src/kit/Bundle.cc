@@ -1,0 +1,45 @@
+#include "qdx/kit/Bundle.h"
+
+#include <exception>
+
+#include "sdk/QDXLog.h"
+
+namespace qdx::kit {
+
+Bundle& Bundle::mainBundle() {
+  static Bundle* bundle = new Bundle();  // lives for the process
+  return *bundle;
+}
+
+void Bundle::registerNib(const std::string& name, NibFactory factory) {
+  std::lock_guard lock(mutex_);
+  if (factory) {
+    nibs_[name] = std::move(factory);
+  } else {
+    nibs_.erase(name);
+  }
+}
+
+std::vector<std::shared_ptr<View>> Bundle::loadNibNamed(const std::string& name) const {
+  NibFactory factory;
+  {
+    std::lock_guard lock(mutex_);
+    auto it = nibs_.find(name);
+    if (it == nibs_.end()) {
+      debugLog("Could not load the interface file named " + name);
+      return {};
+    }
+    factory = it->second;
+  }
+  // Built outside the lock: a recipe may load other files.
+  try {
+    return factory();
+  } catch (const std::exception& e) {
+    debugLog("The interface file " + name + " failed to load: " + e.what());
+  } catch (...) {
+    debugLog("The interface file " + name + " failed to load");
+  }
+  return {};
+}
+
+}  // namespace qdx::kit
