@@ -1,0 +1,136 @@
+// Building a signed request body and checking it on the receiving side.
+#include "transport/envelope_verifier.h"
+
+#include <gtest/gtest.h>
+
+#include "sdk/QDXUserDefaults.h"
+#include "support/test_env.h"
+#include "transport/QDXDictionaryAndJSON.h"
+#include "transport/QDXEncryptAndDecrypt.h"
+#include "transport/QDXEncryptUtil.h"
+#include "transport/request_builder.h"
+
+namespace qdx {
+namespace {
+
+const std::string kAppKey = "0123456789abcdef";
+const std::string kUrl = "https://api.example.com/qdx/reg_dev";
+
+std::optional<std::string> lookup(const std::string& appid) {
+  if (appid == "10086") return kAppKey;
+  return std::nullopt;
+}
+
+class SignedRequest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    QDXUserDefaults::saveToLocal("AppStore", "QDX_CHANNEL");
+    QDXUserDefaults::saveToLocal(10086, "QDX_APP_ID");
+    QDXUserDefaults::saveToLocal(kAppKey, "QDX_APP_KEY");
+    env_.setBundleInfo("CFBundleShortVersionString", "3.1");
+    env_.setNow(1700000000.4996);
+  }
+  Json body_ = {{"app_name", "My App"}, {"count", 3}, {"list", {1, 2}}};
+  TestEnv env_;
+};
+
+TEST_F(SignedRequest, RoundTripsThroughTheVerifier) {
+  std::optional<std::string> posted = buildSignedRequestBody(kUrl, body_);
+  ASSERT_TRUE(posted.has_value());
+  EXPECT_NE(std::string::npos, posted->find('\n')) << "pretty-printed";
+
+  EnvelopeVerdict verdict = verifyEnvelope(*posted, kUrl, lookup);
+  ASSERT_EQ(EnvelopeStatus::kOk, verdict.status) << verdict.detail;
+  EXPECT_EQ(9u, verdict.envelope.size());
+  EXPECT_EQ("1700000000500", verdict.envelope["timestamp"]);
+  EXPECT_EQ("10086", verdict.envelope["appid"]);
+  const std::string sign = verdict.envelope["sign"];
+  EXPECT_EQ(28u, sign.size());
+  // The body arrives without spaces, even inside strings.
+  ASSERT_TRUE(verdict.body.has_value());
+  Json received = QDXDictionaryAndJSON::dictionaryFromJsonString(verdict.body);
+  EXPECT_EQ("MyApp", received["app_name"]);
+  EXPECT_EQ(3, received["count"]);
+
+  // The posted sign is the HMAC over the same envelope with "sign" blank.
+  Json blanked = verdict.envelope;
+  blanked["sign"] = "";
+  EXPECT_EQ(sign, QDXEncryptUtil::makeSig("POST", kUrl, blanked, kAppKey));
+}
+
+TEST_F(SignedRequest, ANilBodySendsAnEmptyData) {
+  std::optional<std::string> posted = buildSignedRequestBody(kUrl, nullptr);
+  ASSERT_TRUE(posted.has_value());
+  EnvelopeVerdict verdict = verifyEnvelope(*posted, kUrl, lookup);
+  ASSERT_EQ(EnvelopeStatus::kOk, verdict.status) << verdict.detail;
+  EXPECT_EQ("", verdict.envelope["data"]);
+  EXPECT_EQ("", verdict.body);
+}
+
+TEST_F(SignedRequest, RefusalsOfTheVerifier) {
+  const std::string posted = buildSignedRequestBody(kUrl, body_).value();
+  Json envelope = Json::parse(posted);
+
+  // The URL signed is the URL posted to, byte for byte.
+  EXPECT_EQ(EnvelopeStatus::kBadSignature, verifyEnvelope(posted, kUrl + "/", lookup).status);
+  for (const char* name : {"data", "timestamp", "devid", "sign"}) {
+    Json tampered = envelope;
+    tampered[name] = tampered[name].get<std::string>() + "0";
+    EXPECT_EQ(EnvelopeStatus::kBadSignature, verifyEnvelope(tampered.dump(), kUrl, lookup).status)
+        << name;
+  }
+  Json extra = envelope;
+  extra["more"] = "x";
+  EXPECT_EQ(EnvelopeStatus::kBadSignature, verifyEnvelope(extra.dump(), kUrl, lookup).status);
+
+  Json missing = envelope;
+  missing.erase("channel");
+  EXPECT_EQ(EnvelopeStatus::kMissingMember, verifyEnvelope(missing.dump(), kUrl, lookup).status);
+  Json wrongKind = envelope;
+  wrongKind["appid"] = 10086;
+  EXPECT_EQ(EnvelopeStatus::kMissingMember, verifyEnvelope(wrongKind.dump(), kUrl, lookup).status);
+  Json dataKind = envelope;
+  dataKind["data"] = Json::array();
+  EXPECT_EQ(EnvelopeStatus::kMissingMember, verifyEnvelope(dataKind.dump(), kUrl, lookup).status);
+
+  Json stranger = envelope;
+  stranger["appid"] = "1";
+  EXPECT_EQ(EnvelopeStatus::kUnknownApp, verifyEnvelope(stranger.dump(), kUrl, lookup).status);
+  EXPECT_EQ(EnvelopeStatus::kUnknownApp, verifyEnvelope(posted, kUrl, nullptr).status);
+  auto throwing = [](const std::string&) -> std::optional<std::string> { throw 1; };
+  EXPECT_EQ(EnvelopeStatus::kUnknownApp, verifyEnvelope(posted, kUrl, throwing).status);
+
+  EXPECT_EQ(EnvelopeStatus::kNotJson, verifyEnvelope("{\"devid\":", kUrl, lookup).status);
+  EXPECT_EQ(EnvelopeStatus::kNotJson, verifyEnvelope("", kUrl, lookup).status);
+  EXPECT_EQ(EnvelopeStatus::kNotObject, verifyEnvelope("[1,2]", kUrl, lookup).status);
+  EXPECT_EQ(EnvelopeStatus::kNotObject, verifyEnvelope("\"text\"", kUrl, lookup).status);
+}
+
+TEST_F(SignedRequest, NoEnvelopeWithoutChannelOrKey) {
+  QDXUserDefaults::removeObjectFromLocal("QDX_CHANNEL");
+  EXPECT_FALSE(buildSignedRequestBody(kUrl, body_).has_value());
+  QDXUserDefaults::saveToLocal("AppStore", "QDX_CHANNEL");
+  QDXUserDefaults::removeObjectFromLocal("QDX_APP_KEY");
+  EXPECT_FALSE(buildSignedRequestBody(kUrl, body_).has_value());
+}
+
+TEST_F(SignedRequest, AShortKeyStillSignsButSendsNoCipherText) {
+  QDXUserDefaults::saveToLocal("short", "QDX_APP_KEY");
+  std::optional<std::string> posted = buildSignedRequestBody(kUrl, body_);
+  ASSERT_TRUE(posted.has_value());
+  auto shortKey = [](const std::string&) -> std::optional<std::string> { return "short"; };
+  EnvelopeVerdict verdict = verifyEnvelope(*posted, kUrl, shortKey);
+  EXPECT_EQ(EnvelopeStatus::kOk, verdict.status);
+  EXPECT_EQ("", verdict.envelope["data"]);
+  EXPECT_TRUE(env_.logContains("fewer than 16 characters"));
+}
+
+TEST_F(SignedRequest, AnswersEncipheredByTheServerDecipherOnTheClient) {
+  const std::string answer = "{\"devid\":\"D 1\",\"retcode\":0}";
+  std::string data = encipherWithKey(answer, kAppKey);
+  EXPECT_EQ(answer, QDXEncryptAndDecrypt().decryptWithString(data));  // spaces kept
+  EXPECT_EQ("", encipherWithKey(answer, "short"));
+}
+
+}  // namespace
+}  // namespace qdx
