@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <sstream>
+
 #include "sdk/QDXUserDefaults.h"
 #include "support/test_env.h"
 #include "transport/QDXDictionaryAndJSON.h"
@@ -130,6 +133,18 @@ TEST_F(SignedRequest, AnswersEncipheredByTheServerDecipherOnTheClient) {
   std::string data = encipherWithKey(answer, kAppKey);
   EXPECT_EQ(answer, QDXEncryptAndDecrypt().decryptWithString(data));  // spaces kept
   EXPECT_EQ("", encipherWithKey(answer, "short"));
+}
+
+// An envelope signed and enciphered by an independent implementation of the
+// wire format (kept as a fuzz seed) verifies and deciphers here.
+TEST(EnvelopeFromElsewhere, VerifiesAndDeciphers) {
+  std::ifstream in(std::string(QDX_SOURCE_DIR) + "/fuzz/corpus/envelope_verify_fuzz/valid_envelope");
+  std::stringstream posted;
+  posted << in.rdbuf();
+  ASSERT_FALSE(posted.str().empty());
+  EnvelopeVerdict verdict = verifyEnvelope(posted.str(), kUrl, lookup);
+  ASSERT_EQ(EnvelopeStatus::kOk, verdict.status) << verdict.detail;
+  EXPECT_EQ("{\"k\":\"值\"}", verdict.body);
 }
 
 }  // namespace
