@@ -73,6 +73,11 @@ std::optional<std::string> serialize(const Json& value) {
 // Parses text; on failure returns null and, when error is given, the
 // parser's message.
 Json parse(const std::string& text, bool allowFragments, std::string* error) {
+  // A zero byte is never valid JSON; the parser would take it as the end.
+  if (text.find('\0') != std::string::npos) {
+    if (error) *error = "unexpected zero byte in JSON text";
+    return nullptr;
+  }
   if (nestsTooDeep(text)) {
     if (error) *error = "JSON nested too deeply (more than 512 levels)";
     return nullptr;
