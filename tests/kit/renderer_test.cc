@@ -172,6 +172,16 @@ TEST_F(Rendering, RoundedCornersBordersAndDotsAreDrawn) {
   expectColor(*image, 66, 55, Color::white(), 0.05);
 }
 
+TEST_F(Rendering, AStoppedSpinnerDisappearsAndARunningOneShows) {
+  auto root = std::make_shared<View>(Rect(0, 0, 20, 20));
+  root->setBackgroundColor(Color::white());
+  auto spinner = std::make_shared<ActivityIndicatorView>(ActivityIndicatorViewStyleGray);
+  root->addSubview(spinner);
+  EXPECT_EQ(inkIn(*renderImage(root, 2), 0, 0, 40, 40, Color::white()), 0);
+  spinner->startAnimating();
+  EXPECT_GT(inkIn(*renderImage(root, 2), 0, 0, 40, 40, Color::white()), 10);
+}
+
 TEST_F(Rendering, AWindowShowsItsPresentedControllerOnTop) {
   auto window = std::make_shared<Window>(Rect(0, 0, 320, 568));
   auto root = std::make_shared<ViewController>();
