@@ -55,6 +55,8 @@ void SqliteDatabase::reopenAt(std::string path) {
 }
 
 void SqliteDatabase::close() {
+  for (auto& entry : statements_) sqlite3_finalize(entry.second);
+  statements_.clear();
   if (db_ != nullptr) {
     sqlite3_close_v2(db_);
     db_ = nullptr;
@@ -129,10 +131,35 @@ int SqliteDatabase::run(const std::function<int(sqlite3*)>& op) {
 
 namespace qdx {
 
-SqliteStatement::SqliteStatement(sqlite3* db, const char* sql)
-    : code_(sqlite3_prepare_v2(db, sql, -1, &stmt_, nullptr)) {}
+sqlite3_stmt* SqliteDatabase::cachedStatement(const char* sql, int* code) {
+  *code = SQLITE_OK;
+  auto found = statements_.find(sql);
+  if (found != statements_.end()) return found->second;
+  if (db_ == nullptr) {
+    *code = SQLITE_MISUSE;
+    return nullptr;
+  }
+  sqlite3_stmt* stmt = nullptr;
+  *code = sqlite3_prepare_v3(db_, sql, -1, SQLITE_PREPARE_PERSISTENT, &stmt, nullptr);
+  if (*code != SQLITE_OK) {
+    sqlite3_finalize(stmt);
+    return nullptr;
+  }
+  statements_.emplace(sql, stmt);
+  return stmt;
+}
 
-SqliteStatement::~SqliteStatement() { sqlite3_finalize(stmt_); }
+SqliteStatement::SqliteStatement(SqliteDatabase& database, const char* sql) : code_(SQLITE_OK) {
+  stmt_ = database.cachedStatement(sql, &code_);
+}
+
+SqliteStatement::~SqliteStatement() {
+  // The statement stays cached for the next call; leave it clean.
+  if (stmt_ != nullptr) {
+    sqlite3_reset(stmt_);
+    sqlite3_clear_bindings(stmt_);
+  }
+}
 
 void SqliteStatement::bind(int index, const std::string& value, bool asBlob) {
   if (code_ != SQLITE_OK) return;

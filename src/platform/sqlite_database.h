@@ -4,6 +4,7 @@
 // moved aside and replaced by a fresh, empty database. Not thread-safe on
 // its own; each store serialises its calls with its own mutex.
 #include <functional>
+#include <map>
 #include <string>
 
 struct sqlite3;
@@ -32,6 +33,11 @@ class SqliteDatabase {
   // can be had at all.
   int run(const std::function<int(sqlite3*)>& op);
 
+  // The statement for sql on the open connection, prepared on first use
+  // and kept until the connection closes; nullptr when it cannot be
+  // prepared (then *code tells why). Only valid inside run().
+  sqlite3_stmt* cachedStatement(const char* sql, int* code);
+
   // Logs line through the platform log (for the stores' own diagnostics).
   static void logLine(const std::string& line);
 
@@ -45,6 +51,8 @@ class SqliteDatabase {
   int fileMode_;
   std::string label_;
   sqlite3* db_ = nullptr;
+  // Prepared statements by their SQL text (string literals of the stores).
+  std::map<std::string, sqlite3_stmt*> statements_;
   // A store that cannot be opened says so once, not on every call.
   bool openFailureLogged_ = false;
 };
@@ -52,8 +60,9 @@ class SqliteDatabase {
 // A prepared statement that finalises itself.
 class SqliteStatement {
  public:
-  // Prepares sql on db; code() tells whether that worked.
-  SqliteStatement(sqlite3* db, const char* sql);
+  // Uses database's cached statement for sql (prepared on first use);
+  // code() tells whether that worked. Only inside database.run().
+  SqliteStatement(SqliteDatabase& database, const char* sql);
   ~SqliteStatement();
   SqliteStatement(const SqliteStatement&) = delete;
   SqliteStatement& operator=(const SqliteStatement&) = delete;

@@ -36,9 +36,9 @@ Json SqliteKeyValueStore::get(const std::string& key) {
   std::lock_guard<std::mutex> lock(mutex_);
   std::string text;
   bool found = false;
-  database_.run([&](sqlite3* db) {
+  database_.run([&](sqlite3*) {
     found = false;
-    SqliteStatement select(db, "SELECT value FROM preferences WHERE key = ?1");
+    SqliteStatement select(database_, "SELECT value FROM preferences WHERE key = ?1");
     select.bind(1, key);
     int rc = select.step();
     if (rc == SQLITE_ROW) {
@@ -67,8 +67,8 @@ void SqliteKeyValueStore::set(const std::string& key, const Json& value) {
   }
   std::string text = jsonText(value);
   std::lock_guard<std::mutex> lock(mutex_);
-  int rc = database_.run([&](sqlite3* db) {
-    SqliteStatement upsert(db,
+  int rc = database_.run([&](sqlite3*) {
+    SqliteStatement upsert(database_,
                            "INSERT INTO preferences(key, value) VALUES(?1, ?2) "
                            "ON CONFLICT(key) DO UPDATE SET value = excluded.value");
     upsert.bind(1, key);
@@ -85,8 +85,8 @@ void SqliteKeyValueStore::set(const std::string& key, const Json& value) {
 
 void SqliteKeyValueStore::remove(const std::string& key) {
   std::lock_guard<std::mutex> lock(mutex_);
-  database_.run([&](sqlite3* db) {
-    SqliteStatement erase(db, "DELETE FROM preferences WHERE key = ?1");
+  database_.run([&](sqlite3*) {
+    SqliteStatement erase(database_, "DELETE FROM preferences WHERE key = ?1");
     erase.bind(1, key);
     int stepped = erase.step();
     return stepped == SQLITE_DONE ? SQLITE_OK : stepped;
@@ -97,9 +97,9 @@ void SqliteKeyValueStore::remove(const std::string& key) {
 std::vector<std::string> SqliteKeyValueStore::keys() {
   std::lock_guard<std::mutex> lock(mutex_);
   std::vector<std::string> result;
-  database_.run([&](sqlite3* db) {
+  database_.run([&](sqlite3*) {
     result.clear();
-    SqliteStatement select(db, "SELECT key FROM preferences ORDER BY key");
+    SqliteStatement select(database_, "SELECT key FROM preferences ORDER BY key");
     int rc;
     while ((rc = select.step()) == SQLITE_ROW) result.push_back(select.column(0));
     return rc == SQLITE_DONE ? SQLITE_OK : rc;

@@ -30,8 +30,8 @@ void SqliteSecureStore::reopenAt(std::string databasePath) {
 bool SqliteSecureStore::add(const std::string& service, const std::string& account,
                             const std::string& data) {
   std::lock_guard<std::mutex> lock(mutex_);
-  int rc = database_.run([&](sqlite3* db) {
-    SqliteStatement insert(db, "INSERT INTO items(service, account, data) VALUES(?1, ?2, ?3)");
+  int rc = database_.run([&](sqlite3*) {
+    SqliteStatement insert(database_, "INSERT INTO items(service, account, data) VALUES(?1, ?2, ?3)");
     insert.bind(1, service);
     insert.bind(2, account);
     insert.bind(3, data, /*asBlob=*/true);
@@ -45,9 +45,9 @@ std::optional<std::string> SqliteSecureStore::copyMatching(const std::string& se
                                                            const std::string& account) {
   std::lock_guard<std::mutex> lock(mutex_);
   std::optional<std::string> result;
-  database_.run([&](sqlite3* db) {
+  database_.run([&](sqlite3*) {
     result.reset();
-    SqliteStatement select(db, "SELECT data FROM items WHERE service = ?1 AND account = ?2");
+    SqliteStatement select(database_, "SELECT data FROM items WHERE service = ?1 AND account = ?2");
     select.bind(1, service);
     select.bind(2, account);
     int rc = select.step();
@@ -64,7 +64,7 @@ bool SqliteSecureStore::remove(const std::string& service, const std::string& ac
   std::lock_guard<std::mutex> lock(mutex_);
   bool removed = false;
   database_.run([&](sqlite3* db) {
-    SqliteStatement erase(db, "DELETE FROM items WHERE service = ?1 AND account = ?2");
+    SqliteStatement erase(database_, "DELETE FROM items WHERE service = ?1 AND account = ?2");
     erase.bind(1, service);
     erase.bind(2, account);
     int stepped = erase.step();
@@ -77,9 +77,9 @@ bool SqliteSecureStore::remove(const std::string& service, const std::string& ac
 std::vector<std::pair<std::string, std::string>> SqliteSecureStore::items() {
   std::lock_guard<std::mutex> lock(mutex_);
   std::vector<std::pair<std::string, std::string>> result;
-  database_.run([&](sqlite3* db) {
+  database_.run([&](sqlite3*) {
     result.clear();
-    SqliteStatement select(db, "SELECT service, account FROM items ORDER BY service, account");
+    SqliteStatement select(database_, "SELECT service, account FROM items ORDER BY service, account");
     int rc;
     while ((rc = select.step()) == SQLITE_ROW) {
       result.emplace_back(select.column(0), select.column(1));
