@@ -1,0 +1,180 @@
+#include "transport/QDXHttpClient.h"
+
+#include <condition_variable>
+#include <deque>
+#include <exception>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include "identity/QDXDevInfo.h"
+#include "platform/env.h"
+#include "platform/run_loop.h"
+#include "sdk/QDXLog.h"
+#include "transport/request_builder.h"
+
+namespace qdx {
+namespace {
+
+constexpr double kRequestTimeoutSeconds = 10;
+// Downloads keep the platform URL loading's own default time-out.
+constexpr double kDownloadTimeoutSeconds = 60;
+
+bool hasDataConnection() { return QDXDevInfo::getNetworkTypeFromStatusBar() != 0; }
+
+HttpRequest signedPost(const std::string& url, std::string body) {
+  HttpRequest request;
+  request.method = "POST";
+  request.url = url;
+  request.headers = {{"content-Type", "application/json"},
+                     {"Accept", "application/json;charset=utf-8"}};
+  request.body = std::move(body);
+  request.timeoutSeconds = kRequestTimeoutSeconds;
+  return request;
+}
+
+// The envelope for url and body, or nullopt (logged while debugging) when
+// it cannot be built, e.g. before the app id and channel are stored.
+std::optional<std::string> envelopeFor(const std::string& url, const Json& parameterDic) {
+  std::optional<std::string> body = buildSignedRequestBody(url, parameterDic);
+  if (!body) debugLog("error:the request to " + url + " could not be built");
+  return body;
+}
+
+// Runs asynchronous exchanges off the caller's thread. Workers are started
+// as needed (up to a limit) and then kept, so each keeps its HTTP
+// connection warm; one slow exchange never holds up the others while there
+// is room for another worker. Never destroyed, like the client.
+class ExchangeWorkers {
+ public:
+  static ExchangeWorkers& shared() {
+    static ExchangeWorkers* workers = new ExchangeWorkers();
+    return *workers;
+  }
+
+  void submit(std::function<void()> job) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    jobs_.push_back(std::move(job));
+    if (idle_ < jobs_.size() && started_ < kMaxWorkers) {
+      try {
+        std::thread(&ExchangeWorkers::work, this).detach();
+        ++started_;
+      } catch (const std::exception&) {
+        // No new thread: the queued job waits for a running worker.
+      }
+    }
+    ready_.notify_one();
+  }
+
+ private:
+  static constexpr std::size_t kMaxWorkers = 16;
+
+  void work() {
+    for (;;) {
+      std::function<void()> job;
+      {
+        std::unique_lock<std::mutex> lock(mutex_);
+        ++idle_;
+        ready_.wait(lock, [this] { return !jobs_.empty(); });
+        --idle_;
+        job = std::move(jobs_.front());
+        jobs_.pop_front();
+      }
+      try {
+        job();
+      } catch (...) {
+        // A job must not end the worker; jobs catch their own failures.
+      }
+    }
+  }
+
+  std::mutex mutex_;
+  std::condition_variable ready_;
+  std::deque<std::function<void()>> jobs_;
+  std::size_t idle_ = 0;
+  std::size_t started_ = 0;
+};
+
+}  // namespace
+
+QDXHttpClient& QDXHttpClient::shareHttpClient() {
+  // A function-local static is initialised exactly once, thread-safely.
+  static QDXHttpClient* client = new QDXHttpClient();
+  return *client;
+}
+
+void QDXHttpClient::asyPostWithURL(const std::string& url, const Json& parameterDic,
+                                   QDXHttpCompletion block) {
+  try {
+    if (!hasDataConnection()) return;
+    std::optional<std::string> body = envelopeFor(url, parameterDic);
+    if (!body) return;
+    HttpRequest request = signedPost(url, std::move(*body));
+    ExchangeWorkers::shared().submit([request = std::move(request), block = std::move(block)] {
+      try {
+        HttpResponse response = Env::Default()->performHttp(request);
+        if (!response.arrived) {
+          // A failed exchange never reaches the caller's block.
+          debugLog("error:" + response.error);
+          return;
+        }
+        if (!block) return;
+        QDXURLResponse urlResponse{request.url, response.status};
+        RunLoop::main().post([block, data = std::move(response.body), urlResponse] {
+          try {
+            block(data, urlResponse, std::nullopt);
+          } catch (const std::exception& e) {
+            logAlways(std::string("error:completion block failed: ") + e.what());
+          } catch (...) {
+            logAlways("error:completion block failed");
+          }
+        });
+      } catch (const std::exception& e) {
+        debugLog(std::string("error:") + e.what());
+      } catch (...) {
+        debugLog("error:unknown failure");
+      }
+    });
+  } catch (const std::exception& e) {
+    debugLog(std::string("error:") + e.what());
+  } catch (...) {
+    debugLog("error:unknown failure");
+  }
+}
+
+std::optional<std::string> QDXHttpClient::synPostUseConnectionWithURL(const std::string& url,
+                                                                      const Json& parameterDic) {
+  try {
+    if (!hasDataConnection()) return std::nullopt;
+    std::optional<std::string> body = envelopeFor(url, parameterDic);
+    if (!body) return std::nullopt;
+    HttpResponse response = Env::Default()->performHttp(signedPost(url, std::move(*body)));
+    // Whatever arrived is returned as it is: an error page comes back as
+    // bytes, and the caller's parse decides.
+    if (!response.arrived) return std::nullopt;
+    return std::move(response.body);
+  } catch (...) {
+    return std::nullopt;
+  }
+}
+
+std::optional<std::string> QDXHttpClient::downloadImageFromString(const std::string& url) {
+  try {
+    if (!hasDataConnection()) return std::nullopt;
+    HttpRequest request;
+    request.method = "GET";
+    request.url = url;
+    request.timeoutSeconds = kDownloadTimeoutSeconds;
+    HttpResponse response = Env::Default()->performHttp(request);
+    if (!response.arrived) return std::nullopt;
+    // A server's error page is not the image: the image cache would store
+    // it under the image's name and serve it for good, so it counts as no
+    // data.
+    if (response.status < 200 || response.status > 299) return std::nullopt;
+    return std::move(response.body);
+  } catch (...) {
+    return std::nullopt;
+  }
+}
+
+}  // namespace qdx

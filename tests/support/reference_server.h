@@ -1,0 +1,66 @@
+#pragma once
+// Runs the reference ad server (the qdx-server program) for one test: on a
+// free port of 127.0.0.1, with its own journal, killed when the object
+// goes. The Env installed at construction (a TestEnv, or the POSIX default)
+// is pointed at it: the test CA is trusted and api.qdx.example:443 is
+// connected to the server's port.
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/posix_env.h"
+#include "qdx/QDXTypes.h"
+
+namespace qdx {
+
+class ReferenceServer {
+ public:
+  // The app the tests use unless they list their own.
+  static constexpr const char* kAppId = "10001";
+  static constexpr const char* kAppKey = "QDXDemoAppKey2016";
+
+  struct Options {
+    std::vector<std::pair<std::string, std::string>> apps = {{kAppId, kAppKey}};
+    std::vector<std::string> faults;  // "ENDPOINT:KIND[:ARG]"
+    int catalog = 5;
+  };
+
+  // Starts the server and waits until it listens; check running().
+  ReferenceServer();
+  explicit ReferenceServer(Options options);
+  ~ReferenceServer();
+  ReferenceServer(const ReferenceServer&) = delete;
+  ReferenceServer& operator=(const ReferenceServer&) = delete;
+
+  bool running() const { return port_ > 0; }
+  int port() const { return port_; }
+  // "api.qdx.example:443:127.0.0.1:PORT", a curl CONNECT_TO mapping.
+  std::string connectTo() const;
+  // Trusts the test CA and maps the API host to this server in env.
+  void configure(PosixEnv& env) const;
+
+  // Every journal entry so far, oldest first (read from the journal file).
+  std::vector<Json> journal() const;
+  // The entries whose "endpoint" is endpoint.
+  std::vector<Json> entriesFor(const std::string& endpoint) const;
+  // Waits until endpoint has at least count entries or timeoutSeconds pass.
+  bool waitForEntries(const std::string& endpoint, std::size_t count,
+                      double timeoutSeconds = 10) const;
+
+  // Changes faults while the server runs (spec as for --fault, "E:none"
+  // clears one). Returns whether the server accepted it.
+  bool setFault(const std::string& spec) const;
+  bool clearFaults() const;
+
+  const std::string& journalPath() const { return journalPath_; }
+
+ private:
+  bool control(const std::string& path, const std::string& body) const;
+
+  std::string tempDir_;
+  std::string journalPath_;
+  int pid_ = -1;
+  int port_ = -1;
+};
+
+}  // namespace qdx

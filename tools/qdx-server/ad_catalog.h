@@ -1,0 +1,16 @@
+#pragma once
+// The apps the reference server advertises: a deterministic list, so tests
+// and the demo see the same names, ids and images on every run.
+#include <string>
+
+#include "qdx/QDXTypes.h"
+
+namespace qdx::server {
+
+// The payload of a "get_recommend_list" answer: {"applist": [...]} with
+// count apps. Image URLs point at this server's assets under origin (e.g.
+// "https://api.qdx.example"). adType 4 (the recommend wall) gets 640x470
+// card artwork in "ad_url"; every other type gets 720x110 banner artwork.
+Json buildAdList(int count, long long adType, const std::string& origin);
+
+}  // namespace qdx::server
