@@ -119,19 +119,19 @@ bool QDXImageCache::insertLocked(const std::shared_ptr<QDXImageDataInfo>& entry,
   // At the limit: the eviction time ends as the earlier time of the last
   // two keys (each pair replaces the previous result; deliberately not a
   // search for the oldest). With one key it stays "now": nothing goes.
-  double evictionTime = now;
   const std::vector<std::string> keys = memoryOrder_;
-  if (keys.size() != 1) {
+  if (keys.size() > 1) {
+    double evictionTime = now;
     for (std::size_t i = 0; i + 1 < keys.size(); ++i) {
       evictionTime = std::min(memoryCacheDic_.at(keys[i])->timeOfUseImage,
                               memoryCacheDic_.at(keys[i + 1])->timeOfUseImage);
     }
+    for (const std::string& key : keys) {
+      if (memoryCacheDic_.at(key)->timeOfUseImage == evictionTime) memoryCacheDic_.erase(key);
+    }
+    std::erase_if(memoryOrder_,
+                  [this](const std::string& key) { return !memoryCacheDic_.contains(key); });
   }
-  for (const std::string& key : keys) {
-    if (memoryCacheDic_.at(key)->timeOfUseImage == evictionTime) memoryCacheDic_.erase(key);
-  }
-  std::erase_if(memoryOrder_,
-                [this](const std::string& key) { return !memoryCacheDic_.contains(key); });
 
   entry->timeOfUseImage = now;
   if (memoryCacheDic_.emplace(url, entry).second) {

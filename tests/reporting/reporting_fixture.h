@@ -1,0 +1,88 @@
+#pragma once
+// Shared set-up of the reporting tests: a fresh test platform holding what
+// start-up stores before any report (app id, app key, channel), optionally
+// with the reference server behind it.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "common/json_access.h"
+#include "platform/run_loop.h"
+#include "qdx/QDXTypes.h"
+#include "sdk/QDXUserDefaults.h"
+#include "support/reference_server.h"
+#include "support/test_env.h"
+#include "transport/QDXDictionaryAndJSON.h"
+
+namespace qdx::testing {
+
+inline constexpr std::int64_t kTestAppId = 10001;
+
+// Stores the identity every envelope and event needs.
+inline void storeHostIdentity() {
+  QDXUserDefaults::saveToLocal(kTestAppId, "QDX_APP_ID");
+  QDXUserDefaults::saveToLocal(ReferenceServer::kAppKey, "QDX_APP_KEY");
+  QDXUserDefaults::saveToLocal("AppStore", "QDX_CHANNEL");
+}
+
+// The pending list as parsed groups.
+inline std::vector<Json> pendingGroups() {
+  std::vector<Json> groups;
+  const Json list = QDXUserDefaults::getObjectFromLocal("QDX_REPORT_EVENT_LIST");
+  if (!list.is_array()) return groups;
+  for (const Json& text : list) {
+    groups.push_back(QDXDictionaryAndJSON::dictionaryFromJsonString(json::asString(text)));
+  }
+  return groups;
+}
+
+// Serves the main run loop (where asynchronous completions arrive) until
+// predicate holds or timeoutSeconds pass.
+inline bool serveMainUntil(const std::function<bool()>& predicate, double timeoutSeconds = 10) {
+  return RunLoop::main().runUntil(predicate, timeoutSeconds);
+}
+
+// Polls predicate (for work done on other threads) without serving a loop.
+inline bool waitUntil(const std::function<bool()>& predicate, double timeoutSeconds = 10) {
+  const auto deadline =
+      std::chrono::steady_clock::now() + std::chrono::duration<double>(timeoutSeconds);
+  while (!predicate()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return true;
+}
+
+// A test platform with the identity stored (no server).
+class LocalReportingTest : public ::testing::Test {
+ protected:
+  void SetUp() override { storeHostIdentity(); }
+  TestEnv env_;
+};
+
+// A test platform pointed at a running reference server.
+class ServerReportingTest : public ::testing::Test {
+ protected:
+  explicit ServerReportingTest(ReferenceServer::Options options = {})
+      : server_(std::move(options)) {}
+  void SetUp() override {
+    ASSERT_TRUE(server_.running());
+    server_.configure(env_);
+    storeHostIdentity();
+  }
+  // The deciphered bodies posted to endpoint so far.
+  std::vector<Json> bodiesFor(const std::string& endpoint) const {
+    std::vector<Json> bodies;
+    for (const Json& entry : server_.entriesFor(endpoint)) bodies.push_back(entry["body"]);
+    return bodies;
+  }
+  TestEnv env_;
+  ReferenceServer server_;
+};
+
+}  // namespace qdx::testing
