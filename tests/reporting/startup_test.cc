@@ -1,0 +1,254 @@
+// The online part of start-up, seen from the reference server: first and
+// later starts, starts without network, and what earlier runs left behind.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "identity/QDXKeyChain.h"
+#include "qdx/QDXAD.h"
+#include "reporting/QDXHttpRequestProxy.h"
+#include "reporting/property_list_file.h"
+#include "reporting/startup_reports.h"
+#include "reporting_fixture.h"
+#include "sdk/QDXLog.h"
+
+namespace qdx {
+namespace {
+
+using testing::pendingGroups;
+using testing::serveMainUntil;
+using testing::waitUntil;
+
+namespace fs = std::filesystem;
+
+class StartupTest : public testing::ServerReportingTest {
+ protected:
+  std::shared_ptr<QDXAD> start() {
+    return QDXAD::initWithChannel("AppStore", testing::kTestAppId, ReferenceServer::kAppKey);
+  }
+  std::size_t cachedImageFiles() {
+    std::size_t files = 0;
+    std::error_code ignored;
+    for (const auto& entry :
+         fs::directory_iterator(env_.cachesDirectory() + "/ImageCache", ignored)) {
+      if (entry.is_regular_file()) ++files;
+    }
+    return files;
+  }
+  // Waits for what a first online start does in the background:
+  // registration (ending with the activation's acknowledgement), the four
+  // images, and the configuration (stored on the main loop).
+  void awaitFirstStart() {
+    ASSERT_TRUE(waitUntil(
+        [] { return !QDXKeyChain::getUniqueStrWithName("QDX_REPORT_ACTIVE").is_null(); }));
+    ASSERT_TRUE(waitUntil([&] { return cachedImageFiles() == 4; }));
+    ASSERT_TRUE(serveMainUntil(
+        [] { return !QDXUserDefaults::getObjectFromLocal("QDX_Global_Config").is_null(); }));
+    ASSERT_TRUE(serveMainUntil(
+        [] { return !QDXKeyChain::getUniqueStrWithName("QDX_APP_VERSION").is_null(); }));
+  }
+  std::size_t activations() const {
+    std::size_t count = 0;
+    for (const Json& body : bodiesFor("report_event")) {
+      if (json::integerMember(json::element(json::member(body, "event_list"), 0), "sub_type") ==
+          6) {
+        ++count;
+      }
+    }
+    return count;
+  }
+  // Lets a start's background work finish before the platform goes: the
+  // configuration answers of `starts` starts and the image warm-ups.
+  void quiesce(std::size_t starts) {
+    EXPECT_TRUE(server_.waitForEntries("get_configuration", starts));
+    EXPECT_TRUE(waitUntil([&] { return cachedImageFiles() == 4; }));
+    RunLoop::main().runFor(0.3);
+  }
+  std::string crashDirectory() const { return QDXHttpRequestProxy::crashLogDirectory(); }
+};
+
+TEST_F(StartupTest, AFirstOnlineStartRegistersAndActivatesThroughRegistration) {
+  auto facade = start();
+  awaitFirstStart();
+
+  const auto registrations = bodiesFor("reg_dev");
+  ASSERT_EQ(registrations.size(), 1u);
+  EXPECT_TRUE(registrations[0].contains("appinfo"));
+  EXPECT_TRUE(registrations[0].contains("devinfo"));
+  EXPECT_TRUE(QDXKeyChain::getUniqueStrWithName("QDX_Dev_ID").is_string());
+  EXPECT_EQ(activations(), 1u) << "sent by registration, not by the start-up";
+  EXPECT_EQ(server_.entriesFor("report_base_info").size(), 1u);
+  EXPECT_EQ(QDXKeyChain::getUniqueStrWithName("QDX_APP_VERSION"), "1.0");
+  EXPECT_EQ(json::member(QDXUserDefaults::getObjectFromLocal("QDX_Global_Config"), "server"),
+            "qdx-server");
+  for (const char* image : {"images/close120.png", "images/guess_u_like.png",
+                            "recommend/images/close.png", "images/btn_arrow_bg.png"}) {
+    EXPECT_EQ(server_.entriesFor(image).size(), 1u) << image;
+  }
+}
+
+TEST_F(StartupTest, TheNextStartNeitherRegistersNorActivatesAgain) {
+  auto first = start();
+  awaitFirstStart();
+  const std::size_t postsAfterFirst = server_.journal().size();
+
+  auto second = start();
+  ASSERT_TRUE(server_.waitForEntries("get_configuration", 2));
+  RunLoop::main().runFor(0.5);
+  EXPECT_EQ(server_.entriesFor("reg_dev").size(), 1u);
+  EXPECT_EQ(activations(), 1u);
+  EXPECT_EQ(server_.entriesFor("report_base_info").size(), 1u) << "same version: no base info";
+  EXPECT_EQ(server_.journal().size(), postsAfterFirst + 1) << "only the configuration";
+}
+
+TEST_F(StartupTest, AnUnacknowledgedActivationIsSentByTheNextStart) {
+  ASSERT_TRUE(server_.setFault("report_event:retcode:1"));
+  auto first = start();
+  ASSERT_TRUE(server_.waitForEntries("report_event", 1));
+  ASSERT_TRUE(waitUntil([&] { return cachedImageFiles() == 4; }));
+  EXPECT_TRUE(QDXKeyChain::getUniqueStrWithName("QDX_REPORT_ACTIVE").is_null());
+
+  server_.clearFaults();
+  auto second = start();
+  EXPECT_EQ(activations(), 2u) << "start-up itself sends it: a device id exists";
+  EXPECT_EQ(QDXKeyChain::getUniqueStrWithName("QDX_REPORT_ACTIVE"), true);
+  quiesce(2);
+}
+
+TEST_F(StartupTest, AStartWithoutNetworkSendsNothingAndTheNextOnlineStartCatchesUp) {
+  QDXLog::setDebug(true);
+  env_.setDataNetworkCode(0);
+  env_.setNow(1700000000.25);
+  auto offline = start();
+  RunLoop::main().runFor(0.3);
+  EXPECT_TRUE(server_.journal().empty());
+  EXPECT_TRUE(env_.logContains("SDK初始化没有网络连接"));
+  EXPECT_EQ(QDXUserDefaults::getObjectFromLocal("QDX_S_TIME"), 1700000000);
+  EXPECT_EQ(QDXUserDefaults::getObjectFromLocal("100010000"), "1700000000250");
+
+  env_.setDataNetworkCode(5);
+  auto online = start();
+  awaitFirstStart();
+  EXPECT_EQ(server_.entriesFor("reg_dev").size(), 1u);
+}
+
+TEST_F(StartupTest, LeftoversOfAnEarlierRunAreSentAtTheNextStart) {
+  // An earlier run: an event and a use-time period the server refused, and
+  // a refused utype report.
+  QDXKeyChain::saveUniqueStrWithName("QDX_Dev_ID", "device-1");
+  QDXKeyChain::saveUniqueStrWithName("QDX_REPORT_ACTIVE", true);
+  QDXKeyChain::saveUniqueStrWithName("QDX_APP_VERSION", "1.0");
+  ASSERT_TRUE(server_.setFault("report_event:retcode:1"));
+  QDXHttpRequestProxy::shareInstance().reportRequestEventWithUbit("BANNER", "ad", "app", 1);
+  QDXHttpRequestProxy::shareInstance().reportUseTime();
+  QDXUserDefaults::saveToLocal(4, "QDX_UBIT_ADTYPE");
+  ASSERT_EQ(pendingGroups().size(), 1u);
+  const Json keptUseTime = QDXUserDefaults::getObjectFromLocal(kUseTimeEventListKey);
+  ASSERT_TRUE(keptUseTime.is_object());
+  server_.clearFaults();
+
+  auto facade = start();
+  // The use-time group is re-sent synchronously during the start.
+  EXPECT_TRUE(QDXUserDefaults::getObjectFromLocal(kUseTimeEventListKey).is_null());
+  EXPECT_EQ(bodiesFor("report_event")[2], keptUseTime);
+  ASSERT_TRUE(serveMainUntil([] {
+    return QDXUserDefaults::getObjectFromLocal("QDX_REPORT_EVENT_LIST").is_null() &&
+           QDXUserDefaults::getObjectFromLocal("REPORT_UTYPE_SUCCESS_RECOMMEND") == true;
+  }));
+  EXPECT_EQ(bodiesFor("report_u_type")[0], Json({{"utype", 4}}));
+  EXPECT_TRUE(QDXUserDefaults::getObjectFromLocal("QDX_UBIT_ADTYPE").is_null());
+  EXPECT_TRUE(server_.entriesFor("reg_dev").empty());
+  EXPECT_EQ(activations(), 0u);
+  quiesce(1);
+}
+
+TEST_F(StartupTest, TerminateReportsUseTimeBeforeRaisingTheBackgroundFlag) {
+  QDXKeyChain::saveUniqueStrWithName("QDX_Dev_ID", "device-1");
+  QDXKeyChain::saveUniqueStrWithName("QDX_REPORT_ACTIVE", true);
+  QDXKeyChain::saveUniqueStrWithName("QDX_APP_VERSION", "1.0");
+  env_.setNow(1700000000);
+  auto facade = start();
+  ASSERT_TRUE(waitUntil([&] { return cachedImageFiles() == 4; }));
+  env_.setNow(1700000090);
+  QDXAD::sdkTerminate();
+  const auto bodies = bodiesFor("report_event");
+  ASSERT_EQ(bodies.size(), 1u);
+  const Json& period = bodies[0]["event_list"][0];
+  EXPECT_EQ(period["type"], 2);
+  EXPECT_EQ(period["s_time"], 1700000000);
+  EXPECT_EQ(period["e_time"], 1700000090);
+  EXPECT_EQ(bodies[0]["id"], "1700000000000") << "the run stamp: no request this run";
+  EXPECT_EQ(QDXUserDefaults::getObjectFromLocal("QDXBACKGROUND"), true);
+  quiesce(1);
+}
+
+class CrashLogUploadTest : public StartupTest {
+ protected:
+  void SetUp() override {
+    StartupTest::SetUp();
+    fs::create_directories(crashDirectory());
+    writePropertyListDictionary(record_, crashDirectory() + "/1700000000123.log");
+  }
+  void TearDown() override { EXPECT_EQ(::chdir("/"), 0); }
+  const Json record_ = {{"ex_st", Json::array({"frame-4", "frame-5"})},
+                        {"ex_msg", "boom"},
+                        {"timestamp", 1700000000123}};
+};
+
+TEST_F(CrashLogUploadTest, FromTheCrashDirectoryTheRecordIsUploadedAndDeleted) {
+  ASSERT_EQ(::chdir(crashDirectory().c_str()), 0);
+  uploadCrashLogs();
+  ASSERT_TRUE(serveMainUntil([&] { return fs::is_empty(crashDirectory()); }));
+  EXPECT_EQ(bodiesFor("error_log_report")[0], record_);
+}
+
+TEST_F(CrashLogUploadTest, FromElsewhereTheBareNameFindsNothingAndTheEmptyPostIsAcknowledged) {
+  ASSERT_EQ(::chdir(env_.tempRoot().c_str()), 0);
+  uploadCrashLogs();
+  ASSERT_TRUE(server_.waitForEntries("error_log_report", 1));
+  const Json body = bodiesFor("error_log_report")[0];
+  EXPECT_TRUE(body.is_null() || body == Json::object() || body == "") << body.dump();
+  ASSERT_TRUE(serveMainUntil([&] { return fs::is_empty(crashDirectory()); }));
+}
+
+TEST_F(CrashLogUploadTest, ARefusedUploadKeepsTheFileForTheNextStart) {
+  ASSERT_EQ(::chdir(crashDirectory().c_str()), 0);
+  ASSERT_TRUE(server_.setFault("error_log_report:retcode:2"));
+  uploadCrashLogs();
+  ASSERT_TRUE(server_.waitForEntries("error_log_report", 1));
+  RunLoop::main().runFor(0.3);
+  EXPECT_TRUE(fs::exists(crashDirectory() + "/1700000000123.log"));
+}
+
+TEST_F(CrashLogUploadTest, TheStartUploadsAndAMissingDirectoryUploadsNothing) {
+  QDXKeyChain::saveUniqueStrWithName("QDX_Dev_ID", "device-1");
+  QDXKeyChain::saveUniqueStrWithName("QDX_REPORT_ACTIVE", true);
+  ASSERT_EQ(::chdir(crashDirectory().c_str()), 0);
+  auto facade = start();
+  ASSERT_TRUE(serveMainUntil([&] { return fs::is_empty(crashDirectory()); }));
+
+  fs::remove_all(crashDirectory());
+  auto again = start();
+  quiesce(2);
+  EXPECT_EQ(server_.entriesFor("error_log_report").size(), 1u);
+}
+
+class GlobalConfigTest : public StartupTest {};
+
+TEST_F(GlobalConfigTest, GarbageKeepsTheStoredConfigurationAndNoDataClearsIt) {
+  QDXLog::setDebug(true);
+  QDXUserDefaults::saveToLocal(Json{{"kept", 1}}, "QDX_Global_Config");
+  ASSERT_TRUE(server_.setFault("get_configuration:garbage"));
+  fetchGlobalConfig();
+  ASSERT_TRUE(serveMainUntil([&] { return env_.logContains("获取全局配置data解析为 nil"); }));
+  EXPECT_EQ(QDXUserDefaults::getObjectFromLocal("QDX_Global_Config"), Json({{"kept", 1}}));
+
+  ASSERT_TRUE(server_.setFault("get_configuration:no-data"));
+  fetchGlobalConfig();
+  ASSERT_TRUE(serveMainUntil(
+      [] { return QDXUserDefaults::getObjectFromLocal("QDX_Global_Config").is_null(); }));
+}
+
+}  // namespace
+}  // namespace qdx
