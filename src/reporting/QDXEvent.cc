@@ -47,6 +47,20 @@ bool sameSession(const Json& group, const Json& sessionId) {
   return stored && wanted && *stored == *wanted;
 }
 
+// True when some event of some group of list has exactly eventText as its
+// JSON text.
+bool containsEventText(const Json& list, const std::string& eventText) {
+  for (const Json& stored : list) {
+    const Json group = parseGroup(stored);
+    const Json& events = json::member(group, "event_list");
+    if (!events.is_array()) continue;
+    for (const Json& element : events) {
+      if (textOf(element) == eventText) return true;
+    }
+  }
+  return false;
+}
+
 Json newGroup(const Json& sessionId, const Json& event) {
   Json group = Json::object();
   group["id"] = sessionId;
@@ -116,6 +130,12 @@ Json QDXEvent::getEventListDictionary(const Json& sessionId, const Json& event,
   }
 
   const std::optional<std::int64_t> wantedId = json::asInteger(eventId);
+  const std::string eventText = textOf(event);
+  // Whether haveThisString() would find the event in the stored list. The
+  // list changes below only by gaining this very event, so the answer is
+  // computed once and then follows those changes: the same results as
+  // asking the store each time, with one parse of the list per filing.
+  bool eventStored = containsEventText(list, eventText);
   const std::size_t countAtStart = list.size();
   for (std::size_t i = 0; i < countAtStart; ++i) {
     Json group = parseGroup(list[i]);
@@ -130,29 +150,22 @@ Json QDXEvent::getEventListDictionary(const Json& sessionId, const Json& event,
         group["event_list"] = events;
         list[i] = textOf(group);
         savePendingList(list);
+        eventStored = true;
         result = group;
       }
-    } else if (!haveThisString(textOf(event))) {
-      Json group = newGroup(sessionId, event);
-      list.push_back(textOf(group));
+    } else if (!eventStored) {
+      Json fresh = newGroup(sessionId, event);
+      list.push_back(textOf(fresh));
       savePendingList(list);
-      result = group;
+      eventStored = true;
+      result = fresh;
     }
   }
   return result;
 }
 
 bool QDXEvent::haveThisString(const std::string& eventText) const {
-  const Json list = readPendingList();
-  for (const Json& stored : list) {
-    const Json group = parseGroup(stored);
-    const Json& events = json::member(group, "event_list");
-    if (!events.is_array()) continue;
-    for (const Json& element : events) {
-      if (textOf(element) == eventText) return true;
-    }
-  }
-  return false;
+  return containsEventText(readPendingList(), eventText);
 }
 
 void QDXEvent::deleteEventOfSuccessReport(const Json& sessionId, const Json& /*event*/,
