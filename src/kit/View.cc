@@ -91,14 +91,9 @@ bool View::isDescendantOfView(const View* ancestor) const {
 }
 
 std::shared_ptr<Window> View::window() const {
-  std::shared_ptr<View> top;
-  if (auto parent = superview_.lock()) {
-    for (top = parent; auto up = top->superview_.lock();) top = up;
-  } else {
-    auto self = std::const_pointer_cast<View>(
-        std::static_pointer_cast<const View>(weak_from_this().lock()));
-    top = self;
-  }
+  auto top = std::const_pointer_cast<View>(
+      std::static_pointer_cast<const View>(weak_from_this().lock()));
+  for (auto up = superview_.lock(); up; up = up->superview_.lock()) top = up;
   return std::dynamic_pointer_cast<Window>(top);
 }
 
