@@ -26,7 +26,8 @@ void QDXKeyChain::saveUniqueStrWithName(const std::string& name, const Json& dat
   keychain.remove(name, name);
   Json archive = Json::object();
   archive[kArchiveRoot] = data;
-  keychain.add(name, name, archive.dump());
+  // Invalid UTF-8 is replaced rather than thrown: nothing escapes to the host.
+  keychain.add(name, name, archive.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
 Json QDXKeyChain::getUniqueStrWithName(const std::string& name) {

@@ -1,11 +1,13 @@
 #include "platform/run_loop.h"
 
 #include <poll.h>
+#include <pthread.h>
 #include <sys/eventfd.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cmath>
@@ -47,6 +49,45 @@ void runGuarded(const RunLoop::Block& block) {
 
 thread_local RunLoop* threadLoop = nullptr;
 
+// A loop's wake-up descriptor. Every one ever made sits in a push-only list
+// so that a forked child can give each loop a descriptor of its own: an
+// eventfd shared with the parent would let either process swallow the
+// other's wake-ups.
+struct WakeChannel {
+  std::atomic<int> fd{-1};
+  WakeChannel* next = nullptr;
+};
+
+std::atomic<WakeChannel*> wakeChannels{nullptr};
+
+int makeWakeDescriptor() { return ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC); }
+
+// Runs in the child after fork(), where only the forking thread exists, so
+// it takes no locks.
+void renewWakeDescriptorsInChild() {
+  for (WakeChannel* channel = wakeChannels.load(); channel != nullptr; channel = channel->next) {
+    int old = channel->fd.load();
+    if (old < 0) continue;
+    channel->fd.store(makeWakeDescriptor());
+    ::close(old);
+  }
+}
+
+WakeChannel* newWakeChannel() {
+  static const bool forkHandlerInstalled = [] {
+    ::pthread_atfork(nullptr, nullptr, renewWakeDescriptorsInChild);
+    return true;
+  }();
+  (void)forkHandlerInstalled;
+  auto* channel = new WakeChannel();  // kept for the process, like the loops
+  channel->fd.store(makeWakeDescriptor());
+  WakeChannel* head = wakeChannels.load();
+  do {
+    channel->next = head;
+  } while (!wakeChannels.compare_exchange_weak(head, channel));
+  return channel;
+}
+
 }  // namespace
 
 struct RunLoop::Impl {
@@ -64,7 +105,7 @@ struct RunLoop::Impl {
   std::set<std::pair<double, TimerId>> schedule;
   TimerId nextTimerId = 1;
   std::map<int, std::shared_ptr<Block>> watched;
-  int wakeFd = -1;
+  WakeChannel* wakeChannel = nullptr;
   bool isMainLoop = false;
   std::thread::id owner;
 
@@ -73,17 +114,18 @@ struct RunLoop::Impl {
   }
 
   void wake() {
-    if (wakeFd < 0) return;
+    int fd = wakeChannel->fd.load();
+    if (fd < 0) return;
     std::uint64_t one = 1;
     ssize_t written;
     do {
-      written = ::write(wakeFd, &one, sizeof one);
+      written = ::write(fd, &one, sizeof one);
     } while (written < 0 && errno == EINTR);
   }
 
-  void drainWake() {
+  void drainWake(int fd) {
     std::uint64_t count;
-    while (::read(wakeFd, &count, sizeof count) > 0) {
+    while (::read(fd, &count, sizeof count) > 0) {
     }
   }
 
@@ -136,7 +178,7 @@ struct RunLoop::Impl {
 
   std::vector<pollfd> pollSet() {
     std::vector<pollfd> fds;
-    fds.push_back(pollfd{wakeFd, POLLIN, 0});
+    fds.push_back(pollfd{wakeChannel->fd.load(), POLLIN, 0});
     std::lock_guard<std::mutex> lock(mutex);
     for (const auto& entry : watched) fds.push_back(pollfd{entry.first, POLLIN, 0});
     return fds;
@@ -153,15 +195,16 @@ struct RunLoop::Impl {
 };
 
 RunLoop::RunLoop() : impl_(std::make_unique<Impl>()) {
-  impl_->wakeFd = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
-  if (impl_->wakeFd < 0) {
+  impl_->wakeChannel = newWakeChannel();
+  if (impl_->wakeChannel->fd.load() < 0) {
     Env::Default()->log("qdx: a run loop could not make its wake-up descriptor");
   }
   impl_->owner = std::this_thread::get_id();
 }
 
 RunLoop::~RunLoop() {
-  if (impl_->wakeFd >= 0) ::close(impl_->wakeFd);
+  int fd = impl_->wakeChannel->fd.exchange(-1);
+  if (fd >= 0) ::close(fd);
 }
 
 RunLoop& RunLoop::main() {
@@ -301,7 +344,7 @@ void RunLoop::runOnce(double seconds, bool returnAfterSourceHandled) {
     timeout.tv_nsec = static_cast<long>((wait - static_cast<double>(timeout.tv_sec)) * 1e9);
     int ready = ::ppoll(fds.data(), fds.size(), &timeout, nullptr);
     if (ready > 0) {
-      if (fds[0].revents != 0) impl.drainWake();
+      if (fds[0].revents != 0) impl.drainWake(fds[0].fd);
       for (std::size_t i = 1; i < fds.size(); ++i) {
         if (fds[i].revents == 0) continue;
         bool invalid = (fds[i].revents & POLLNVAL) != 0;

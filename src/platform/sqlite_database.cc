@@ -55,6 +55,13 @@ void SqliteDatabase::reopenAt(std::string path) {
 }
 
 void SqliteDatabase::close() {
+  if (db_ != nullptr && openerPid_ != ::getpid()) {
+    // Inherited through fork(): abandon it untouched, for closing it could
+    // checkpoint or delete files the parent is still using.
+    db_ = nullptr;
+    statements_.clear();
+    return;
+  }
   for (auto& entry : statements_) sqlite3_finalize(entry.second);
   statements_.clear();
   if (db_ != nullptr) {
@@ -64,6 +71,7 @@ void SqliteDatabase::close() {
 }
 
 int SqliteDatabase::open() {
+  if (db_ != nullptr && openerPid_ != ::getpid()) close();
   if (db_ != nullptr) return SQLITE_OK;
   std::error_code ec;
   std::filesystem::path file(path_);
@@ -97,6 +105,7 @@ int SqliteDatabase::open() {
     return rc;
   }
   db_ = db;
+  openerPid_ = ::getpid();
   openFailureLogged_ = false;
   return SQLITE_OK;
 }

@@ -53,6 +53,9 @@ class SqliteDatabase {
   sqlite3* db_ = nullptr;
   // Prepared statements by their SQL text (string literals of the stores).
   std::map<std::string, sqlite3_stmt*> statements_;
+  // The process that opened db_: a forked child must not use its parent's
+  // connection (nor close it), so it opens its own.
+  int openerPid_ = 0;
   // A store that cannot be opened says so once, not on every call.
   bool openFailureLogged_ = false;
 };

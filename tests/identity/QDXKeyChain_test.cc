@@ -88,6 +88,9 @@ TEST(QDXKeyChainTest, ValuesOfEveryKindRoundTrip) {
     QDXKeyChain::saveUniqueStrWithName("name", value);
     EXPECT_EQ(QDXKeyChain::getUniqueStrWithName("name"), value) << value.dump();
   }
+  // Bytes that are not UTF-8 are saved mangled rather than thrown at the host.
+  QDXKeyChain::saveUniqueStrWithName("name", std::string("\xc3\x28", 2));
+  EXPECT_TRUE(QDXKeyChain::getUniqueStrWithName("name").is_string());
 }
 
 }  // namespace

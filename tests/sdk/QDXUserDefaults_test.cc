@@ -105,6 +105,27 @@ TEST(QDXUserDefaultsTest, ManyThreadsWritingDistinctKeysLoseNothing) {
   }
 }
 
+// Two processes of the same app (a restarted host while the old one is
+// still finishing) write at once: the store waits for its turn instead of
+// dropping saves. The child even uses the platform its parent had open.
+TEST(QDXUserDefaultsTest, TwoProcessesSavingAtOnceLoseNothing) {
+  TestEnv env;
+  QDXUserDefaults::saveToLocal("before fork", "QDX_CHANNEL");
+  constexpr int kSaves = 300;
+  ChildProcess child = ChildProcess::start([] {
+    for (int i = 0; i < kSaves; ++i) QDXUserDefaults::saveToLocal(i, "child_" + std::to_string(i));
+    return QDXUserDefaults::getObjectFromLocal("QDX_CHANNEL") == "before fork" ? 0 : 3;
+  });
+  for (int i = 0; i < kSaves; ++i) QDXUserDefaults::saveToLocal(i, "parent_" + std::to_string(i));
+  ChildStatus status = child.wait();
+  ASSERT_TRUE(status.succeeded()) << status.describe();
+  for (int i = 0; i < kSaves; ++i) {
+    ASSERT_EQ(json::asInteger(QDXUserDefaults::getObjectFromLocal("child_" + std::to_string(i))), i);
+    ASSERT_EQ(json::asInteger(QDXUserDefaults::getObjectFromLocal("parent_" + std::to_string(i))), i);
+  }
+  EXPECT_TRUE(env.logLines().empty());
+}
+
 // A host killed in the middle of saving loses no save that had returned.
 TEST(QDXUserDefaultsTest, SavesThatReturnedSurviveSigkill) {
   TestEnv env;
