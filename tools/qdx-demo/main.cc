@@ -6,6 +6,12 @@
 // The device is PosixEnv's, so the QDX_* environment variables (QDX_HOME,
 // QDX_KEYCHAIN_DIR, QDX_NETWORK, QDX_BUNDLE_ID, QDX_APP_VERSION, QDX_SCREEN,
 // QDX_CA_FILE, QDX_CONNECT_TO) apply; the options below override them.
+//
+// Online, the demo needs a server for the API's host name. Unless
+// QDX_CONNECT_TO already points the host somewhere (then that server is
+// used as it is), the demo starts the reference server from the build,
+// registers its own app id and key there, trusts the build's test CA, and
+// afterwards prints every request the server journaled.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -14,18 +20,26 @@
 #include <string>
 
 #include "common/json_access.h"
+#include "demo_server.h"
 #include "identity/QDXKeyChain.h"
 #include "platform/posix_env.h"
 #include "platform/run_loop.h"
 #include "qdx/QDXAD.h"
+#include "transport/QDXApiBase.h"
 
 namespace {
 
 struct Options {
   std::string channel = "AppStore";
   std::int64_t appId = 10001;
-  std::string appKey = "qdx-demo-app-key-0123456789";
+  std::string appKey = "QDXDemoAppKey2016";  // the reference server's default app
   bool offline = false;
+  bool startServer = true;
+#ifdef QDX_DEMO_SERVER_BINARY
+  std::string serverBinary = QDX_DEMO_SERVER_BINARY;
+#else
+  std::string serverBinary;
+#endif
   bool debug = false;
   double runSeconds = 1.5;
 };
@@ -33,13 +47,16 @@ struct Options {
 void printUsage(std::FILE* out) {
   std::fprintf(out,
                "usage: qdx-demo [--channel C] [--app-id N] [--app-key K] [--offline]\n"
-               "                [--debug] [--run-seconds S]\n"
+               "                [--debug] [--run-seconds S] [--no-server] [--server PATH]\n"
                "  --channel C      distribution channel (default \"AppStore\"; \"\" is allowed)\n"
                "  --app-id N       the host's app id (default 10001)\n"
-               "  --app-key K      the host's app key (default a 27-character demo key)\n"
+               "  --app-key K      the host's app key (default \"QDXDemoAppKey2016\")\n"
                "  --offline        start without a data connection (network code 0)\n"
                "  --debug          switch on the SDK's diagnostic log lines (stderr)\n"
                "  --run-seconds S  how long the main run loop runs after start-up (default 1.5)\n"
+               "  --no-server      do not start the reference server (online starts then\n"
+               "                   go to the built-in address, or where QDX_CONNECT_TO says)\n"
+               "  --server PATH    the qdx-server program to start (default: the build's)\n"
                "The QDX_* environment variables of PosixEnv apply (QDX_HOME, QDX_NETWORK, ...).\n");
 }
 
@@ -59,6 +76,12 @@ bool parseOptions(int argc, char** argv, Options& options) {
       std::exit(0);
     } else if (arg == "--offline") {
       options.offline = true;
+    } else if (arg == "--no-server") {
+      options.startServer = false;
+    } else if (arg == "--server") {
+      const char* v = value("--server");
+      if (!v) return false;
+      options.serverBinary = v;
     } else if (arg == "--debug") {
       options.debug = true;
     } else if (arg == "--channel") {
@@ -113,6 +136,32 @@ void printStores(qdx::PosixEnv& env) {
   }
 }
 
+// The API's host name, "api.qdx.example" for "https://api.qdx.example".
+std::string apiHost() {
+  std::string host = qdx::kQDXApiBase;
+  const std::string scheme = "https://";
+  if (host.rfind(scheme, 0) == 0) host = host.substr(scheme.size());
+  return host;
+}
+
+// What the server journaled: asks its control endpoint, and for a server
+// the demo started falls back to the journal file.
+std::vector<qdx::Json> serverJournal(qdx::PosixEnv& env, const qdx::demo::DemoServer* server) {
+  qdx::HttpRequest request;
+  request.url = std::string(qdx::kQDXApiBase) + "/__control/journal";
+  request.timeoutSeconds = 5;
+  const qdx::HttpResponse response = env.performHttp(request);
+  if (response.arrived && response.status == 200) {
+    const qdx::Json entries = qdx::Json::parse(response.body, nullptr, false);
+    if (entries.is_array()) return {entries.begin(), entries.end()};
+  }
+  if (server) return server->journal();
+  std::cout << "(the server offers no journal: "
+            << (response.arrived ? "status " + std::to_string(response.status) : response.error)
+            << ")\n";
+  return {};
+}
+
 int runDemo(const Options& options) {
   // Reads the QDX_* variables. Never destroyed: threads the SDK started
   // may still use it while the process exits.
@@ -120,15 +169,49 @@ int runDemo(const Options& options) {
   if (options.offline) env.setDataNetworkCode(0);
   qdx::Env::Install(&env);
 
+  const bool online = env.dataNetworkCode() != 0;
+  const bool connectToGiven = !env.connectTo().empty();
+  std::unique_ptr<qdx::demo::DemoServer> server;
+  if (online && options.startServer && !connectToGiven) {
+    if (options.serverBinary.empty()) {
+      std::fprintf(stderr, "qdx-demo: this build has no qdx-server; use --server PATH\n");
+      return 1;
+    }
+    std::string error;
+    server = qdx::demo::DemoServer::start(options.serverBinary, options.appId, options.appKey,
+                                          error);
+    if (!server) {
+      std::fprintf(stderr, "qdx-demo: %s\n", error.c_str());
+      return 1;
+    }
+#ifdef QDX_TEST_CA_FILE
+    if (env.caFile().empty()) env.setCaFile(QDX_TEST_CA_FILE);
+#endif
+    env.setConnectTo({apiHost() + ":443:127.0.0.1:" + std::to_string(server->port())});
+  }
+
   std::cout << "home: " << env.homeDirectory() << "\n"
             << "keychain: " << env.keychainDirectory() << "\n"
             << "network code: " << env.dataNetworkCode() << "\n";
+  if (server) {
+    std::cout << "server: reference server on 127.0.0.1:" << server->port() << " (journal "
+              << server->journalPath() << ")\n";
+  } else if (online && connectToGiven) {
+    std::cout << "server: as QDX_CONNECT_TO says\n";
+  }
 
   if (options.debug) qdx::QDXAD::setDebug(true);
   auto facade = qdx::QDXAD::initWithChannel(options.channel, options.appId, options.appKey);
   qdx::RunLoop::main().runFor(options.runSeconds);
 
   printStores(env);
+  if (online && (server || connectToGiven)) {
+    const auto journal = serverJournal(env, server.get());
+    std::cout << "server journal (" << journal.size() << " requests):\n";
+    for (const auto& entry : journal) {
+      std::cout << "  " << qdx::demo::describeJournalEntry(entry) << "\n";
+    }
+  }
   return facade ? 0 : 1;
 }
 
