@@ -29,10 +29,12 @@ bool logged(TestEnv& env, const std::string& line) {
 class QDXADStartTest : public ::testing::Test {
  protected:
   QDXADStartTest() {
+    QDXAD::setDebug(false);
     env.setDataNetworkCode(0);
     env.setNow(1700000000.4996);
     env.setBundleInfo("CFBundleShortVersionString", "3.1");
   }
+  ~QDXADStartTest() override { QDXAD::setDebug(false); }
   TestEnv env;
 };
 

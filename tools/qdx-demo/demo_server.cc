@@ -78,9 +78,11 @@ std::unique_ptr<DemoServer> DemoServer::start(const std::string& binary, std::in
   }
   server->pid_ = pid;
 
+  // The read end stays open for the child's life: a server writing to a
+  // closed pipe would die of SIGPIPE.
+  server->stdoutFd_ = out[0];
   std::string line;
   const bool gotLine = readLine(out[0], line, kStartTimeoutMs);
-  ::close(out[0]);  // the rest of its output is not needed
   const std::string prefix = "listening on 127.0.0.1:";
   if (!gotLine || line.rfind(prefix, 0) != 0) {
     error = "the server did not report its port (got \"" + line + "\")";
@@ -100,6 +102,7 @@ DemoServer::~DemoServer() {
     int status = 0;
     ::waitpid(pid_, &status, 0);
   }
+  if (stdoutFd_ >= 0) ::close(stdoutFd_);
   if (!directory_.empty()) {
     std::error_code ignored;
     std::filesystem::remove_all(directory_, ignored);

@@ -31,6 +31,7 @@ class DemoServer {
  private:
   DemoServer() = default;
   pid_t pid_ = -1;
+  int stdoutFd_ = -1;  // the child's stdout, read for its first line
   int port_ = 0;
   std::string directory_;
   std::string journalPath_;

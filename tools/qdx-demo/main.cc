@@ -199,6 +199,7 @@ int runDemo(const Options& options) {
   } else if (online && connectToGiven) {
     std::cout << "server: as QDX_CONNECT_TO says\n";
   }
+  std::cout.flush();  // before the SDK's log lines on stderr
 
   if (options.debug) qdx::QDXAD::setDebug(true);
   auto facade = qdx::QDXAD::initWithChannel(options.channel, options.appId, options.appKey);
