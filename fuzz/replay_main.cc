@@ -47,7 +47,6 @@ int main(int argc, char** argv) {
       }
     }
   }
-  std::fprintf(stderr, "%d passed, %d failed\n", passed, failed);
   std::printf("%d passed, %d failed\n", passed, failed);
   return failed == 0 ? 0 : 1;
 }
