@@ -95,7 +95,12 @@ HttpResponse perform(CURL* curl, const HttpRequest& request, const std::string& 
 
   CurlList connectList;
   for (const std::string& mapping : connectTo) connectList.add(mapping);
-  if (connectList.get() != nullptr) curl_easy_setopt(curl, CURLOPT_CONNECT_TO, connectList.get());
+  if (connectList.get() != nullptr) {
+    curl_easy_setopt(curl, CURLOPT_CONNECT_TO, connectList.get());
+    // The mapping says exactly where to connect; a proxy from the
+    // environment would send the request somewhere else.
+    curl_easy_setopt(curl, CURLOPT_PROXY, "");
+  }
 
   CurlList headerList;
   for (const auto& [name, value] : request.headers) headerList.add(name + ": " + value);

@@ -174,6 +174,7 @@ bool ReferenceServer::control(const std::string& path, const std::string& body) 
   curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(curl, CURLOPT_CAINFO, QDX_TEST_CA_FILE);
   curl_easy_setopt(curl, CURLOPT_CONNECT_TO, connect);
+  curl_easy_setopt(curl, CURLOPT_PROXY, "");  // loopback only, never a proxy
   curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers);
   curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body.c_str());
   curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, 5000L);
