@@ -217,6 +217,19 @@ TEST_F(AcknowledgementTest, ResendPostsEveryGroupAndTheFirstAcknowledgementClear
   EXPECT_EQ(resent, (std::multiset<std::string>{"A", "A", "B", "B", "(null)", "(null)"}));
 }
 
+TEST(AnswerReadingTest, OnlyARetcodeThatReadsAsZeroAcknowledges) {
+  TestEnv env;
+  EXPECT_TRUE(answerAcknowledged(R"({"retcode":0,"errmsg":""})"));
+  EXPECT_TRUE(answerAcknowledged(R"({"retcode":"0"})")) << "read as integerValue reads it";
+  EXPECT_TRUE(answerAcknowledged(R"({"retcode":0.7})"));
+  for (const char* refused : {R"({"retcode":1})", R"({"retcode":[0]})", R"({"retcode":{}})",
+                              R"({"retcode":null})", R"({"errmsg":"no retcode"})", "[0]", "0",
+                              "<html>busy</html>", ""}) {
+    EXPECT_FALSE(answerAcknowledged(std::string(refused))) << refused;
+  }
+  EXPECT_FALSE(answerAcknowledged(std::nullopt));
+}
+
 using CrashRecordTest = ReporterTest;
 
 TEST_F(CrashRecordTest, ARefusedRecordIsKeptAsAPropertyListNamedByItsTimestamp) {
