@@ -220,7 +220,15 @@ RunLoop& RunLoop::main() {
 
 RunLoop& RunLoop::current() {
   if (isMainThread()) return main();
-  if (threadLoop == nullptr) threadLoop = new RunLoop();  // kept for the process
+  if (threadLoop == nullptr) {
+    // Kept for the process, and reachable, so that blocks posted to the
+    // loop of a thread that has ended still land somewhere valid.
+    static std::mutex keptMutex;
+    static auto* kept = new std::vector<std::unique_ptr<RunLoop>>();
+    threadLoop = new RunLoop();
+    std::lock_guard<std::mutex> lock(keptMutex);
+    kept->emplace_back(threadLoop);
+  }
   return *threadLoop;
 }
 
