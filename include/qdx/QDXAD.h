@@ -10,6 +10,7 @@
 #include <string>
 
 #include "qdx/QDXADDelegate.h"
+#include "qdx/kit/View.h"
 
 namespace qdx {
 
@@ -32,8 +33,9 @@ class QDXAD : public std::enable_shared_from_this<QDXAD> {
                                                 const std::string& app_key);
 
   // Shows a banner (ad type 1) or the recommend wall (ad type 4) as the
-  // request describes. Refused on a screen that is not taller than wide
-  // (logged while debugging); other ad types do nothing. Returns at once.
+  // request describes, on a new background thread. Refused on a screen that
+  // is not taller than wide (logged while debugging); other ad types and a
+  // null request do nothing. Returns at once.
   static void requestADWithADRequest(std::shared_ptr<QDXADRequest> request);
 
   // Keeps delegate (weakly: the host owns it) for the SDK's callbacks.
@@ -50,6 +52,9 @@ class QDXAD : public std::enable_shared_from_this<QDXAD> {
   // The timer's tick: when "QDXBACKGROUND" is raised and the application is
   // active, lowers it and stores a new use-time start.
   void currentTimer();
+
+  // A view the host may hang on the facade; the SDK never reads it.
+  std::shared_ptr<kit::View> adContainer;
 
   // Start-up's two background steps (each runs on a new thread during an
   // online start): fetch the SDK's own images into the image cache, and
@@ -75,9 +80,9 @@ class QDXAD : public std::enable_shared_from_this<QDXAD> {
   // False (and logged) when there is no data connection.
   bool networkAvailable();
 
-  // Starts the show flow of an ad request that passed the checks (type 1
-  // or 4, portrait screen).
-  static void startShowFlow(const std::shared_ptr<QDXADRequest>& request, std::int32_t adType);
+  // Starts the show flow of a request that passed the checks: a banner
+  // (type 1) or the recommend wall (type 4) on a portrait screen.
+  static void startShowFlow(const std::shared_ptr<QDXADRequest>& request);
 };
 
 }  // namespace qdx

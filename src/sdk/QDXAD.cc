@@ -11,6 +11,8 @@
 #include "identity/QDXDevInfo.h"
 #include "platform/env.h"
 #include "platform/run_loop.h"
+#include "qdx/QDXADRequest.h"
+#include "qdx/QDXADType.h"
 #include "reporting/QDXExceptionHandler.h"
 #include "reporting/QDXHttpRequestProxy.h"
 #include "reporting/startup_reports.h"
@@ -143,15 +145,19 @@ void QDXAD::requestADWithADRequest(std::shared_ptr<QDXADRequest> request) {
       debugLog("广告位不支持横屏展示！");
       return;
     }
-    (void)request;
+    if (!request) return;
+    const std::int32_t adType = request->adType();
+    // Only banners and the recommend wall are presented from here; custom
+    // slots go through QDXAdLoader, and the other types have no view.
+    if (adType == QDXADTypeBanner || adType == QDXADTypeRecommendWall) startShowFlow(request);
   });
 }
 
-void QDXAD::startShowFlow(const std::shared_ptr<QDXADRequest>& request, std::int32_t adType) {
-  // The ad manager's show flows start here, each on a new background
+void QDXAD::startShowFlow(const std::shared_ptr<QDXADRequest>& request) {
+  // SEAM for the ad manager's show flows: showBannerWithADRequest (type 1)
+  // and showRecommendWallWithADRequest (type 4), each on a new background
   // thread. Until they exist an accepted request goes no further.
   (void)request;
-  (void)adType;
 }
 
 void QDXAD::getImageToLocal() {

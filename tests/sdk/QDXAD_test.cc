@@ -8,8 +8,10 @@
 
 #include "ads/QDXADManager.h"
 #include "platform/run_loop.h"
+#include "qdx/QDXADRequest.h"
 #include "sdk/QDXLog.h"
 #include "sdk/QDXUserDefaults.h"
+#include "support/reference_server.h"
 #include "support/test_env.h"
 
 namespace qdx {
@@ -136,6 +138,19 @@ TEST_F(QDXADStartTest, OfflineStartStillStoresTheTimes) {
   EXPECT_EQ(env.logLines().size(), 1u) << "an offline start does nothing else worth a line";
 }
 
+TEST_F(QDXADStartTest, OfflineStartSendsNothingWhereAnOnlineStartWould) {
+  ReferenceServer server;
+  ASSERT_TRUE(server.running());
+  server.configure(env);
+  auto offline = QDXAD::initWithChannel("c", 10001, ReferenceServer::kAppKey);
+  RunLoop::main().runFor(1.0);
+  EXPECT_TRUE(server.journal().empty());
+
+  env.setDataNetworkCode(5);  // the same start online reaches the server
+  auto online = QDXAD::initWithChannel("c", 10001, ReferenceServer::kAppKey);
+  EXPECT_TRUE(server.waitForEntries("reg_dev", 1));
+}
+
 // --- Use-time periods: sdkTerminate and the timer ------------------------------
 
 TEST_F(QDXADStartTest, TerminateRaisesTheBackgroundFlagAsABoolean) {
@@ -219,6 +234,21 @@ TEST_F(QDXADStartTest, LandscapeOrSquareScreenRefusesWithALineOnlyWhileDebugging
     EXPECT_TRUE(logged(env, "广告位不支持横屏展示！"));
     QDXAD::setDebug(false);
   }
+}
+
+TEST_F(QDXADStartTest, TypesOtherThanBannerAndWallDoNothingAtAll) {
+  ReferenceServer server;
+  ASSERT_TRUE(server.running());
+  server.configure(env);
+  env.setDataNetworkCode(5);
+  QDXAD::setDebug(true);
+  for (std::int32_t type : {0, 2, 3, 5, 6, 7, 8, 9, -1}) {
+    QDXAD::requestADWithADRequest(QDXADRequest::initWithADType(type));
+  }
+  QDXAD::requestADWithADRequest(nullptr);
+  RunLoop::main().runFor(1.0);
+  EXPECT_TRUE(env.logLines().empty());
+  EXPECT_TRUE(server.journal().empty());
 }
 
 // --- The host's delegate ----------------------------------------------------------
