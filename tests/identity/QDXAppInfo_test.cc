@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "identity/QDXSystemUtil.h"
 #include "sdk/QDXUserDefaults.h"
 #include "support/test_env.h"
 
@@ -61,12 +60,6 @@ TEST(QDXAppInfoTest, MissingSourcesReadAsEmptyText) {
   for (const char* key : {"appid", "pkg_name", "app_ver", "channel"}) {
     EXPECT_EQ(dict[key], "") << key;
   }
-}
-
-TEST(QDXSystemUtilTest, OsVersionIsTheDevicesSystemVersion) {
-  TestEnv env;
-  env.setSystemVersion("12.1");
-  EXPECT_EQ(QDXSystemUtil::getOSVer(), "12.1");
 }
 
 }  // namespace

@@ -26,13 +26,9 @@ TEST_P(ModelNameTest, BrandIsTheTableNameOrTheIdentifierItself) {
 INSTANTIATE_TEST_SUITE_P(
     Table, ModelNameTest,
     ::testing::Values(ModelCase{"x86_64", "x86_64"},            // simulator
-                      ModelCase{"arm64", "arm64"},
-                      ModelCase{"iPhone5,1", "iPhone 5"},
                       ModelCase{"iPhone5,2", "iPhone 5"},      // the two-identifier row
                       ModelCase{"iPhone3,2", "Verizon iPhone 4"},
                       ModelCase{"iPhone7,1", "iPhone 6 Plus"},  // 7,1 is the Plus
-                      ModelCase{"iPhone7,2", "iPhone 6"},
-                      ModelCase{"iPhone8,4", "iPhone SE"},
                       ModelCase{"iPod7,1", "iPod Touch 5G"},    // kept as the server knows it
                       ModelCase{"iPad4,1", "iPad4,1"},          // no iPad rows
                       ModelCase{"iPhone9,1", "iPhone9,1"},      // newer than the table
@@ -110,14 +106,6 @@ TEST(QDXDevInfoTest, FreshRecordSeeingOnlyAnUnknownCodeSendsZero) {
   const Json dict = QDXDevInfo().getDeviceInfo();
   ASSERT_TRUE(dict["net_type"].is_number_integer());
   EXPECT_EQ(dict["net_type"], 0);
-}
-
-TEST(QDXDevInfoTest, NetworkCheckIsTheDevicesDataNetworkCode) {
-  TestEnv env;
-  env.setDataNetworkCode(0);
-  EXPECT_EQ(QDXDevInfo::getNetworkTypeFromStatusBar(), 0u);
-  env.setDataNetworkCode(6);  // passed through, not mapped
-  EXPECT_EQ(QDXDevInfo::getNetworkTypeFromStatusBar(), 6u);
 }
 
 }  // namespace

@@ -211,16 +211,6 @@ TEST_F(QDXADStartTest, TimerIdlesOnceTheHostReleasesTheFacade) {
   EXPECT_EQ(stored("QDX_S_TIME"), 1700000000);
 }
 
-TEST_F(QDXADStartTest, TimerOnlyTicksWhileItsThreadRunsItsLoop) {
-  auto facade = QDXAD::initWithChannel("c", 123, kKey);
-  QDXAD::sdkTerminate();
-  env.setNow(1700000600);
-  // No run loop served: the flag stays however much time passes.
-  EXPECT_EQ(stored("QDXBACKGROUND"), true);
-  RunLoop::main().runUntil([] { return stored("QDXBACKGROUND").is_null(); }, 3);
-  EXPECT_EQ(stored("QDX_S_TIME"), 1700000600);
-}
-
 // --- Ad requests -----------------------------------------------------------------
 
 TEST_F(QDXADStartTest, LandscapeOrSquareScreenRefusesWithALineOnlyWhileDebugging) {
@@ -260,17 +250,6 @@ TEST(QDXADDelegateTest, DelegateIsHeldWeakly) {
   EXPECT_EQ(QDXADManager::defaultADManager().delegate(), delegate);
   EXPECT_EQ(delegate.use_count(), 1);
   delegate.reset();
-  EXPECT_EQ(QDXADManager::defaultADManager().delegate(), nullptr);
-}
-
-TEST(QDXADDelegateTest, LaterDelegateReplacesTheEarlierOne) {
-  TestEnv env;
-  auto first = std::make_shared<QDXADDelegate>();
-  auto second = std::make_shared<QDXADDelegate>();
-  QDXAD::setADDelegate(first);
-  QDXAD::setADDelegate(second);
-  EXPECT_EQ(QDXADManager::defaultADManager().delegate(), second);
-  QDXAD::setADDelegate(nullptr);
   EXPECT_EQ(QDXADManager::defaultADManager().delegate(), nullptr);
 }
 
