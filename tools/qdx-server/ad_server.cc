@@ -139,6 +139,9 @@ bool AdServer::start(std::string& error) {
   // Clients keep connections alive per thread; give every one a worker.
   http_->new_task_queue = [] { return new httplib::ThreadPool(32); };
   http_->set_keep_alive_timeout(2);
+  // Headers and body go out in separate writes; without this, Nagle's
+  // algorithm holds the body until the client's delayed ACK (~40 ms).
+  http_->set_tcp_nodelay(true);
   http_->set_read_timeout(15);
   http_->set_payload_max_length(16 * 1024 * 1024);
 
