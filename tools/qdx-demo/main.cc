@@ -21,6 +21,7 @@
 
 #include "common/json_access.h"
 #include "demo_server.h"
+#include "sample_scene.h"
 #include "identity/QDXKeyChain.h"
 #include "platform/posix_env.h"
 #include "platform/run_loop.h"
@@ -42,6 +43,7 @@ struct Options {
 #endif
   bool debug = false;
   double runSeconds = 1.5;
+  std::string samplePng;  // when set, only draw the sample scene there
 };
 
 void printUsage(std::FILE* out) {
@@ -57,6 +59,8 @@ void printUsage(std::FILE* out) {
                "  --no-server      do not start the reference server (online starts then\n"
                "                   go to the built-in address, or where QDX_CONNECT_TO says)\n"
                "  --server PATH    the qdx-server program to start (default: the build's)\n"
+               "  --sample-png PATH  only draw a sample banner scene with the view toolkit\n"
+               "                   into PATH (at the QDX_SCREEN scale) and exit\n"
                "The QDX_* environment variables of PosixEnv apply (QDX_HOME, QDX_NETWORK, ...).\n");
 }
 
@@ -82,6 +86,10 @@ bool parseOptions(int argc, char** argv, Options& options) {
       const char* v = value("--server");
       if (!v) return false;
       options.serverBinary = v;
+    } else if (arg == "--sample-png") {
+      const char* v = value("--sample-png");
+      if (!v) return false;
+      options.samplePng = v;
     } else if (arg == "--debug") {
       options.debug = true;
     } else if (arg == "--channel") {
@@ -225,6 +233,10 @@ int main(int argc, char** argv) {
     return 2;
   }
   try {
+    if (!options.samplePng.empty()) {
+      qdx::Env::Install(new qdx::PosixEnv());  // the screen, from QDX_SCREEN
+      return qdx::demo::renderSampleScene(options.samplePng);
+    }
     return runDemo(options);
   } catch (const std::exception& e) {
     std::fprintf(stderr, "qdx-demo: %s\n", e.what());
