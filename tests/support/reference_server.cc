@@ -50,7 +50,7 @@ size_t discardBody(char*, size_t size, size_t count, void*) { return size * coun
 
 ReferenceServer::ReferenceServer() : ReferenceServer(Options{}) {}
 
-ReferenceServer::ReferenceServer(Options options) {
+ReferenceServer::ReferenceServer(Options options) : owner_(getpid()) {
   char dir[] = "/tmp/qdx-refserver-XXXXXX";
   if (mkdtemp(dir) == nullptr) return;
   tempDir_ = dir;
@@ -104,6 +104,8 @@ ReferenceServer::ReferenceServer(Options options) {
 }
 
 ReferenceServer::~ReferenceServer() {
+  // A forked child that unwinds must not stop its parent's server.
+  if (getpid() != owner_) return;
   if (pid_ > 0) {
     kill(pid_, SIGTERM);
     int status = 0;

@@ -59,6 +59,7 @@ class ReferenceServer {
 
   std::string tempDir_;
   std::string journalPath_;
+  int owner_ = -1;  // the process that started the server
   int pid_ = -1;
   int port_ = -1;
 };

@@ -250,7 +250,7 @@ void AdServer::handlePost(const httplib::Request& req, httplib::Response& res) {
       setJson(res, Json{{"retcode", kUnknownEndpoint}, {"errmsg", "unknown endpoint " + endpoint}});
     } else {
       std::string appid = json::describe(check.envelope["appid"]);
-      Json answer = answerFor(endpoint, body, options_.apps[appid],
+      Json answer = answerFor(endpoint, body, options_.apps.at(appid),
                               !(fault && fault->kind == FaultKind::kPlaintextData));
       if (fault && fault->kind == FaultKind::kNoData) answer.erase("data");
       setJson(res, answer);

@@ -4,6 +4,9 @@ namespace qdx::server {
 
 Journal::Journal(const std::string& path) : path_(path) {
   file_ = std::fopen(path.c_str(), "w");
+  // Unbuffered: each entry reaches the file in one write, so a reader
+  // polling the file sees whole lines.
+  if (file_ != nullptr) std::setvbuf(file_, nullptr, _IONBF, 0);
 }
 
 Journal::~Journal() {
@@ -18,9 +21,8 @@ void Journal::append(Json entry) {
   // Invalid UTF-8 from a client must not stop the journal: replace it.
   std::string line = numbered.dump(-1, ' ', false, Json::error_handler_t::replace);
   if (file_ != nullptr) {
-    std::fputs(line.c_str(), file_);
-    std::fputc('\n', file_);
-    std::fflush(file_);
+    line += '\n';
+    std::fwrite(line.data(), 1, line.size(), file_);
   }
   entries_.push_back(std::move(numbered));
 }
