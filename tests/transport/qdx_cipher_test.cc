@@ -181,20 +181,6 @@ TEST(CipherKeys, KeyCharactersAreUtf16UnitsLow8Bits) {
   EXPECT_EQ(std::string("a\xFD", 2), cipher::keyUnits("a\xFF"));
 }
 
-TEST(CipherWords, BigEndianHelpers) {
-  const std::uint8_t bytes[10] = {0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, 0x09, 0x0A};
-  EXPECT_EQ(0x01020304u, cipher::getUnsignedint32_t(bytes, 0, 4));
-  EXPECT_EQ(0x0102u, cipher::getUnsignedint32_t(bytes, 0, 2));
-  EXPECT_EQ(0x05060708u, cipher::getUnsignedint32_t(bytes, 0, 8));   // low 32 bits of 8
-  EXPECT_EQ(0x05060708u, cipher::getUnsignedint32_t(bytes, 0, 12));  // at most 8 bytes
-  EXPECT_EQ(0u, cipher::getUnsignedint32_t(bytes, 0, 0));
-  EXPECT_EQ(0u, cipher::getUnsignedint32_t(bytes, 0, -3));
-  std::uint8_t out[8];
-  cipher::toOutput(0xA1B2C3D4u, 0x01020304u, out);
-  const std::uint8_t expected[8] = {0xA1, 0xB2, 0xC3, 0xD4, 0x01, 0x02, 0x03, 0x04};
-  EXPECT_EQ(0, std::memcmp(out, expected, 8));
-}
-
 // The random header comes from the unseeded C library sequence: the same
 // text differs within a process, yet every fresh process starts alike. The
 // child half runs only when spawned by the parent below.
