@@ -307,6 +307,8 @@ std::string keyUnits(const std::string& key) {
 
 std::string encipherHex(const std::string& bytes, const std::string& keyUnits16) {
   if (keyUnits16.size() < 16) return "";
+  // The cipher counts in 32-bit offsets.
+  if (bytes.size() > static_cast<std::size_t>(INT32_MAX) / 2 - 32) return "";
   const int n = static_cast<int>(bytes.size());
   const int total = n + padLength(n) + 10;
   std::vector<std::uint8_t> cipherBytes(static_cast<std::size_t>(total));
@@ -331,7 +333,7 @@ std::string encipherHex(const std::string& bytes, const std::string& keyUnits16)
 
 std::string decipherHex(const std::string& hex, const std::string& keyUnits) {
   const std::size_t n = hex.size() / 2;  // an odd last digit is ignored
-  if (n == 0) return "";
+  if (n == 0 || n > static_cast<std::size_t>(INT32_MAX)) return "";
   static const auto kNibbles = [] {
     std::array<std::uint8_t, 256> nibbles{};
     for (int c = 0; c < 256; ++c) nibbles[c] = char2Byte(static_cast<char>(c));
@@ -342,7 +344,6 @@ std::string decipherHex(const std::string& hex, const std::string& keyUnits) {
   for (std::size_t i = 0; i < n; ++i) {
     cipherBytes[i] = static_cast<std::uint8_t>(kNibbles[digitsIn[2 * i]] << 4 | kNibbles[digitsIn[2 * i + 1]]);
   }
-  if (n > static_cast<std::size_t>(INT32_MAX)) return "";
   std::vector<std::uint8_t> output(n);
   {
     auto lock = lockCipherState();

@@ -79,9 +79,9 @@ int padLength(int n);
 // sequences read as U+FFFD), the way the platform's characterAtIndex: sees
 // the key string.
 std::string keyUnits(const std::string& key);
-// Encrypts bytes (n > 0) with the 16 key units (16 low bytes of keyUnits())
-// and returns the uppercase hex text of the n + p + 10 cipher bytes; "" when
-// bytes is empty or keyUnits16 holds fewer than 16 units.
+// Encrypts bytes (any length, even 0) with the first 16 key units (see
+// keyUnits()) and returns the uppercase hex text of the n + p + 10 cipher
+// bytes; "" when keyUnits16 holds fewer than 16 units.
 std::string encipherHex(const std::string& bytes, const std::string& keyUnits16);
 // Deciphers a hex text: when keyUnits is not empty its units are copied into
 // keyArr from index 0 (at most 16; with fewer the other key bytes keep their
