@@ -1,8 +1,6 @@
 #include "reporting/QDXStatisticManager.h"
 
-#include <exception>
 #include <memory>
-#include <thread>
 
 #include "common/json_access.h"
 #include "identity/QDXAppInfo.h"
@@ -10,6 +8,7 @@
 #include "identity/QDXKeyChain.h"
 #include "platform/env.h"
 #include "reporting/QDXHttpRequestProxy.h"
+#include "reporting/background_work.h"
 #include "sdk/QDXLog.h"
 #include "sdk/QDXUserDefaults.h"
 #include "transport/QDXApiBase.h"
@@ -40,19 +39,7 @@ const char* utypeFlagFor(std::int64_t adType) {
 
 void QDXStatisticManager::registerDevice() {
   auto manager = std::make_shared<QDXStatisticManager>();
-  try {
-    std::thread([manager] {
-      try {
-        manager->newThreadRegisterDevice();
-      } catch (const std::exception& e) {
-        debugLog(std::string("registration stopped: ") + e.what());
-      } catch (...) {
-        debugLog("registration stopped by an unknown error");
-      }
-    }).detach();
-  } catch (const std::exception& e) {
-    debugLog(std::string("registration thread not started: ") + e.what());
-  }
+  runDetached("registration", [manager] { manager->newThreadRegisterDevice(); });
 }
 
 void QDXStatisticManager::newThreadRegisterDevice() {

@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <functional>
-#include <thread>
 #include <vector>
 
 #include "common/json_access.h"
@@ -10,6 +9,7 @@
 #include "reporting/QDXEvent.h"
 #include "reporting/QDXHttpRequestProxy.h"
 #include "reporting/QDXStatisticManager.h"
+#include "reporting/background_work.h"
 #include "reporting/property_list_file.h"
 #include "sdk/QDXLog.h"
 #include "sdk/QDXUserDefaults.h"
@@ -21,23 +21,6 @@
 namespace qdx {
 
 namespace {
-
-// Runs work on a new detached thread; nothing escapes it.
-void runInBackground(const char* what, std::function<void()> work) {
-  try {
-    std::thread([what, work = std::move(work)] {
-      try {
-        work();
-      } catch (const std::exception& e) {
-        debugLog(std::string(what) + " stopped: " + e.what());
-      } catch (...) {
-        debugLog(std::string(what) + " stopped by an unknown error");
-      }
-    }).detach();
-  } catch (const std::exception& e) {
-    debugLog(std::string(what) + " not started: " + e.what());
-  }
-}
 
 std::vector<std::string> listEntries(const std::string& directory) {
   std::vector<std::string> names;
@@ -75,8 +58,8 @@ void runOnlineStartup(const std::string& bundleVersion) {
     reporter.reportActiveEvent();
   }
 
-  runInBackground("image warm-up", warmImageCache);
-  runInBackground("global configuration", fetchGlobalConfig);
+  runDetached("image warm-up", warmImageCache);
+  runDetached("global configuration", fetchGlobalConfig);
 
   const Json reportedVersion = QDXKeyChain::getUniqueStrWithName("QDX_APP_VERSION");
   if (json::asString(reportedVersion) != bundleVersion) {

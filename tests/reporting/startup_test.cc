@@ -8,6 +8,7 @@
 #include "identity/QDXKeyChain.h"
 #include "qdx/QDXAD.h"
 #include "reporting/QDXHttpRequestProxy.h"
+#include "reporting/background_work.h"
 #include "reporting/property_list_file.h"
 #include "reporting/startup_reports.h"
 #include "reporting_fixture.h"
@@ -24,6 +25,12 @@ namespace fs = std::filesystem;
 
 class StartupTest : public testing::ServerReportingTest {
  protected:
+  // The start-ups' background threads must be done with the platform
+  // before it goes.
+  void TearDown() override {
+    EXPECT_TRUE(waitUntil([] { return detachedWorkInFlight() == 0; }));
+    RunLoop::main().runFor(0.2);
+  }
   std::shared_ptr<QDXAD> start() {
     return QDXAD::initWithChannel("AppStore", testing::kTestAppId, ReferenceServer::kAppKey);
   }
@@ -62,7 +69,8 @@ class StartupTest : public testing::ServerReportingTest {
   // configuration answers of `starts` starts and the image warm-ups.
   void quiesce(std::size_t starts) {
     EXPECT_TRUE(server_.waitForEntries("get_configuration", starts));
-    EXPECT_TRUE(waitUntil([&] { return cachedImageFiles() == 4; }));
+    EXPECT_TRUE(waitUntil([] { return detachedWorkInFlight() == 0; }));
+    EXPECT_EQ(cachedImageFiles(), 4u);
     RunLoop::main().runFor(0.3);
   }
   std::string crashDirectory() const { return QDXHttpRequestProxy::crashLogDirectory(); }
@@ -192,7 +200,10 @@ class CrashLogUploadTest : public StartupTest {
     fs::create_directories(crashDirectory());
     writePropertyListDictionary(record_, crashDirectory() + "/1700000000123.log");
   }
-  void TearDown() override { EXPECT_EQ(::chdir("/"), 0); }
+  void TearDown() override {
+    StartupTest::TearDown();
+    EXPECT_EQ(::chdir("/"), 0);
+  }
   const Json record_ = {{"ex_st", Json::array({"frame-4", "frame-5"})},
                         {"ex_msg", "boom"},
                         {"timestamp", 1700000000123}};
