@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
@@ -103,6 +104,21 @@ TEST(RunLoopTest, RepeatingTimerFiresUntilCancelledAndOneShotFiresOnce) {
   EXPECT_EQ(once, 1);
   loop.cancelTimer(repeating);  // cancelling twice is harmless
   loop.cancelTimer(12345);      // so is an unknown id
+}
+
+// A loop that was busy owes a repeating timer one fire, not a burst of
+// every fire it missed.
+TEST(RunLoopTest, RepeatingTimerSkipsFiresMissedWhileTheLoopWasBusy) {
+  TestEnv env;
+  RunLoop& loop = RunLoop::main();
+  int fires = 0;
+  loop.addTimer(0.05, true, [&] { ++fires; });
+  loop.post([] { std::this_thread::sleep_for(std::chrono::milliseconds(500)); });
+  loop.runOnce(1, true);  // the busy block: about ten fires fall due meanwhile
+  ASSERT_EQ(fires, 0);
+  loop.runFor(0.01);
+  EXPECT_GE(fires, 1);
+  EXPECT_LE(fires, 2);
 }
 
 TEST(RunLoopTest, TimersAddedFromAnotherThreadWakeTheLoop) {
