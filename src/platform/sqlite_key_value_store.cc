@@ -76,7 +76,8 @@ void SqliteKeyValueStore::set(const std::string& key, const Json& value) {
     int stepped = upsert.step();
     return stepped == SQLITE_DONE ? SQLITE_OK : stepped;
   });
-  if (rc != SQLITE_OK) {
+  // A store that cannot be opened at all has said so once already.
+  if (rc != SQLITE_OK && rc != SQLITE_CANTOPEN) {
     SqliteDatabase::logLine("qdx: the local store could not save " + key + ": " +
                             sqlite3_errstr(rc));
   }

@@ -93,10 +93,12 @@ TEST(SqliteKeyValueStoreTest, UnopenableLocationDegradesQuietly) {
   writeFile(env.tempRoot() + "/blocker", "x");
   SqliteKeyValueStore store(env.tempRoot() + "/blocker/prefs.sqlite");
   store.set("k", 1);
+  store.set("k", 2);
   EXPECT_TRUE(store.get("k").is_null());
   EXPECT_TRUE(store.keys().empty());
   store.remove("k");
   EXPECT_EQ(env.logCount("cannot open"), 1u) << "said once, not on every call";
+  EXPECT_EQ(env.logLines().size(), 1u);
 }
 
 TEST(SqliteSecureStoreTest, AddRefusesDuplicatesAndRemoveReportsAbsence) {
