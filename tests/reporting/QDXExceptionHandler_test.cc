@@ -13,6 +13,7 @@
 
 #include "reporting/QDXHttpRequestProxy.h"
 #include "reporting/property_list_file.h"
+#include "reporting/startup_reports.h"
 #include "reporting_fixture.h"
 #include "sdk/QDXLog.h"
 #include "support/child_process.h"
@@ -105,6 +106,15 @@ TEST_F(UncaughtExceptionTest, ARefusedRecordIsKeptAsAFileTheNextStartCanUpload) 
   EXPECT_EQ(record["ex_msg"], "kept");
   EXPECT_EQ(files[0], json::describe(record["timestamp"]) + ".log");
   EXPECT_TRUE(record["ex_st"].is_array());
+
+  // The next start uploads it (read by its bare name: from the crash
+  // directory) and deletes it once acknowledged.
+  server_.clearFaults();
+  ASSERT_EQ(::chdir(crashDirectory().c_str()), 0);
+  uploadCrashLogs();
+  EXPECT_TRUE(testing::serveMainUntil([&] { return fs::is_empty(crashDirectory()); }));
+  EXPECT_EQ(bodiesFor("error_log_report").back()["ex_msg"], "kept");
+  EXPECT_EQ(::chdir("/"), 0);
 }
 
 TEST_F(UncaughtExceptionTest, TheEleventhCrashIsIgnoredButStillEndsTheProcess) {
@@ -157,6 +167,41 @@ TEST_F(FatalSignalTest, OnABackgroundThreadTheMainLoopKeepsServingAndNothingIsSe
   child.kill(SIGKILL);
   ChildStatus status = child.wait(10);
   EXPECT_TRUE(status.signaled && status.signal == SIGKILL) << status.describe();
+  ::close(ticks[0]);
+}
+
+TEST_F(FatalSignalTest, OnTheMainThreadTheHandlingRunsThereAndKeepsTheLoopServing) {
+  int ticks[2];
+  ASSERT_EQ(::pipe(ticks), 0);
+  const std::string root = env_.tempRoot();
+  ChildProcess child = ChildProcess::start([&] {
+    auto env = childPlatform(root, server_);
+    RunLoop::main().addTimer(0.02, true, [&] { (void)!::write(ticks[1], "t", 1); });
+    RunLoop::main().addTimer(0.1, false, [&] {
+      (void)!::write(ticks[1], "s", 1);
+      ::raise(SIGFPE);
+      (void)!::write(ticks[1], "r", 1);  // the handling never returns
+    });
+    RunLoop::main().runFor(60);
+    return 0;
+  });
+  ::close(ticks[1]);
+  const std::string seen = readUntil(
+      ticks[0],
+      [](const std::string& text) {
+        auto signalled = text.find('s');
+        return signalled != std::string::npos &&
+               std::count(text.begin() + static_cast<std::ptrdiff_t>(signalled), text.end(),
+                          't') >= 10;
+      },
+      20);
+  ASSERT_NE(seen.find('s'), std::string::npos) << seen;
+  EXPECT_GE(std::count(seen.begin() + static_cast<std::ptrdiff_t>(seen.find('s')), seen.end(), 't'),
+            10);
+  EXPECT_EQ(seen.find('r'), std::string::npos);
+  EXPECT_TRUE(server_.entriesFor("error_log_report").empty());
+  child.kill(SIGKILL);
+  EXPECT_TRUE(child.wait(10).signaled);
   ::close(ticks[0]);
 }
 
