@@ -88,11 +88,11 @@ Json fromPlist(plist_t node) {
       return array;
     }
     case PLIST_STRING: {
-      char* text = nullptr;
-      plist_get_string_val(node, &text);
-      Json result = text ? Json(std::string(text)) : Json();
-      free(text);
-      return result;
+      // Read with its length: the copying getter asserts on a string with
+      // an embedded zero (an "&#0;" in a damaged file).
+      uint64_t length = 0;
+      const char* text = plist_get_string_ptr(node, &length);
+      return text ? Json(std::string(text, length)) : Json();
     }
     case PLIST_BOOLEAN: {
       uint8_t flag = 0;
