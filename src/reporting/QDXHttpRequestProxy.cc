@@ -9,6 +9,7 @@
 #include "identity/QDXKeyChain.h"
 #include "platform/env.h"
 #include "reporting/QDXEvent.h"
+#include "reporting/no_throw.h"
 #include "reporting/property_list_file.h"
 #include "sdk/QDXLog.h"
 #include "sdk/QDXUserDefaults.h"
@@ -37,9 +38,7 @@ std::optional<std::int64_t> answerRetcode(const std::optional<std::string>& data
   return json::integerMember(parsedAnswer(data), "retcode");
 }
 
-bool answerAcknowledged(const std::optional<std::string>& data) {
-  return answerRetcode(data) == 0;
-}
+bool answerAcknowledged(const std::optional<std::string>& data) { return answerRetcode(data) == 0; }
 
 QDXHttpRequestProxy& QDXHttpRequestProxy::shareInstance() {
   // Never destroyed: completions and crash handlers may run during exit.
@@ -90,35 +89,37 @@ void QDXHttpRequestProxy::reportRequestEventWithUbit(const std::optional<std::st
                                                      const std::optional<std::string>& adid,
                                                      const std::optional<std::string>& app_id,
                                                      std::int64_t adType) {
-  QDXEvent event;
-  event.ubit = ubit;
-  event.adid = "";
-  event.to_appid = "";
-  event.adtype = adType;
-  const Json eventId = nextEventId(1);
-  event.event_id = eventId;
+  noThrow("request event", [&] {
+    QDXEvent event;
+    event.ubit = ubit;
+    event.adid = "";
+    event.to_appid = "";
+    event.adtype = adType;
+    const Json eventId = nextEventId(1);
+    event.event_id = eventId;
 
-  const std::string sessionId = nowMillis();
-  const std::string sessionKey = sessionLinkKey(app_id, adid, adType);
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    session_id_ = sessionId;
-    session_key_ = sessionKey;
-  }
-  QDXUserDefaults::saveToLocal(sessionId, sessionKey);
+    const std::string sessionId = nowMillis();
+    const std::string sessionKey = sessionLinkKey(app_id, adid, adType);
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      session_id_ = sessionId;
+      session_key_ = sessionKey;
+    }
+    QDXUserDefaults::saveToLocal(sessionId, sessionKey);
 
-  event.type = 1;
-  event.sub_type = 0;
-  const Json dic = event.getEventDictinary();
-  const Json group = event.getEventListDictionary(sessionId, dic, eventId);
+    event.type = 1;
+    event.sub_type = 0;
+    const Json dic = event.getEventDictinary();
+    const Json group = event.getEventListDictionary(sessionId, dic, eventId);
 
-  std::optional<std::string> answer =
-      QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(endpoint("/qdx/report_event"),
-                                                                   group);
-  if (answer && answerAcknowledged(answer)) {
-    debugLog("请求事件" + json::describe(parsedAnswer(answer)));
-    event.deleteEventOfSuccessReport(sessionId, dic, eventId);
-  }
+    std::optional<std::string> answer =
+        QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(endpoint("/qdx/report_event"),
+                                                                     group);
+    if (answer && answerAcknowledged(answer)) {
+      debugLog("请求事件" + json::describe(parsedAnswer(answer)));
+      event.deleteEventOfSuccessReport(sessionId, dic, eventId);
+    }
+  });
 }
 
 void QDXHttpRequestProxy::reportLinkedEvent(std::int32_t subType, std::int32_t firstId,
@@ -135,8 +136,8 @@ void QDXHttpRequestProxy::reportLinkedEvent(std::int32_t subType, std::int32_t f
   const Json eventId = nextEventId(firstId);
   event.event_id = eventId;
 
-  const std::optional<std::string> linked = json::asString(
-      QDXUserDefaults::getObjectFromLocal(sessionLinkKey(app_id, adid, adType)));
+  const std::optional<std::string> linked =
+      json::asString(QDXUserDefaults::getObjectFromLocal(sessionLinkKey(app_id, adid, adType)));
   setSession_id(linked);
   const Json sessionId = toJson(linked);
 
@@ -172,125 +173,140 @@ void QDXHttpRequestProxy::reportShowEventWithUbit(const std::optional<std::strin
                                                   const std::optional<std::string>& adid,
                                                   const std::optional<std::string>& app_id,
                                                   std::int64_t adType) {
-  reportLinkedEvent(1, 2, /*synchronous=*/false, ubit, adid, app_id, adType);
+  noThrow("show event",
+          [&] { reportLinkedEvent(1, 2, /*synchronous=*/false, ubit, adid, app_id, adType); });
 }
 
 void QDXHttpRequestProxy::reportClickEventWithUbit(const std::optional<std::string>& ubit,
                                                    const std::optional<std::string>& adid,
                                                    const std::optional<std::string>& app_id,
                                                    std::int64_t adType) {
-  reportLinkedEvent(2, 3, /*synchronous=*/true, ubit, adid, app_id, adType);
+  noThrow("click event",
+          [&] { reportLinkedEvent(2, 3, /*synchronous=*/true, ubit, adid, app_id, adType); });
 }
 
 void QDXHttpRequestProxy::reportUseTime() {
-  QDXEvent event;
-  const Json eventId = nextEventId(4);
-  event.event_id = eventId;
+  noThrow("use-time report", [&] {
+    QDXEvent event;
+    const Json eventId = nextEventId(4);
+    event.event_id = eventId;
 
-  const std::optional<std::string> key = session_key();
-  std::optional<std::string> sessionId;
-  if (key) {
-    sessionId = json::asString(QDXUserDefaults::getObjectFromLocal(*key));
-  } else {
-    const std::string runStampKey =
-        json::describe(QDXUserDefaults::getObjectFromLocal("QDX_APP_ID")) + "0000";
-    sessionId = json::asString(QDXUserDefaults::getObjectFromLocal(runStampKey));
-    debugLog("self.session_id 无效，没有请求事件");
-  }
-  setSession_id(sessionId);
-  const Json sessionJson = toJson(sessionId);
-  const std::string url = endpoint("/qdx/report_event");
+    const std::optional<std::string> key = session_key();
+    std::optional<std::string> sessionId;
+    if (key) {
+      sessionId = json::asString(QDXUserDefaults::getObjectFromLocal(*key));
+    } else {
+      const std::string runStampKey =
+          json::describe(QDXUserDefaults::getObjectFromLocal("QDX_APP_ID")) + "0000";
+      sessionId = json::asString(QDXUserDefaults::getObjectFromLocal(runStampKey));
+      debugLog("self.session_id 无效，没有请求事件");
+    }
+    setSession_id(sessionId);
+    const Json sessionJson = toJson(sessionId);
+    const std::string url = endpoint("/qdx/report_event");
 
-  const Json stored = QDXUserDefaults::getObjectFromLocal(kUseTimeEventListKey);
-  if (!stored.is_null()) {
+    const Json stored = QDXUserDefaults::getObjectFromLocal(kUseTimeEventListKey);
+    if (!stored.is_null()) {
+      std::optional<std::string> answer =
+          QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(url, stored);
+      if (answer && answerAcknowledged(answer)) {
+        QDXUserDefaults::removeObjectFromLocal(kUseTimeEventListKey);
+      }
+      return;
+    }
+
+    const Json dic = event.getUseTimeDictinary();
+    const Json group = event.getEventListDictionary(sessionJson, dic, eventId);
+    QDXUserDefaults::saveToLocal(group, kUseTimeEventListKey);
     std::optional<std::string> answer =
-        QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(url, stored);
+        QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(url, group);
     if (answer && answerAcknowledged(answer)) {
+      debugLog("用户时长" + json::describe(parsedAnswer(answer)));
+      event.deleteEventOfSuccessReport(sessionJson, dic, eventId);
       QDXUserDefaults::removeObjectFromLocal(kUseTimeEventListKey);
     }
-    return;
-  }
-
-  const Json dic = event.getUseTimeDictinary();
-  const Json group = event.getEventListDictionary(sessionJson, dic, eventId);
-  QDXUserDefaults::saveToLocal(group, kUseTimeEventListKey);
-  std::optional<std::string> answer =
-      QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(url, group);
-  if (answer && answerAcknowledged(answer)) {
-    debugLog("用户时长" + json::describe(parsedAnswer(answer)));
-    event.deleteEventOfSuccessReport(sessionJson, dic, eventId);
-    QDXUserDefaults::removeObjectFromLocal(kUseTimeEventListKey);
-  }
+  });
 }
 
 void QDXHttpRequestProxy::reportActiveEvent() {
-  QDXEvent event;
-  event.sub_type = 6;
-  const Json eventId = nextEventId(0);
-  event.event_id = eventId;
+  noThrow("activation report", [&] {
+    QDXEvent event;
+    event.sub_type = 6;
+    const Json eventId = nextEventId(0);
+    event.event_id = eventId;
 
-  const std::string sessionId = nowMillis();
-  setSession_id(sessionId);
-  const Json dic = event.getEventDictinary();
-  const Json group = event.getEventListDictionary(sessionId, dic, eventId);
+    const std::string sessionId = nowMillis();
+    setSession_id(sessionId);
+    const Json dic = event.getEventDictinary();
+    const Json group = event.getEventListDictionary(sessionId, dic, eventId);
 
-  std::optional<std::string> answer = QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(
-      endpoint("/qdx/report_event"), group);
-  if (answer && answerAcknowledged(answer)) {
-    debugLog("激活成功" + json::describe(parsedAnswer(answer)));
-    QDXKeyChain::saveUniqueStrWithName("QDX_REPORT_ACTIVE", true);
-  }
+    std::optional<std::string> answer =
+        QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(endpoint("/qdx/report_event"),
+                                                                     group);
+    if (answer && answerAcknowledged(answer)) {
+      debugLog("激活成功" + json::describe(parsedAnswer(answer)));
+      QDXKeyChain::saveUniqueStrWithName("QDX_REPORT_ACTIVE", true);
+    }
+  });
 }
 
 void QDXHttpRequestProxy::reportBaseInfo() {
-  QDXHttpClient::shareHttpClient().asyPostWithURL(
-      endpoint("/qdx/report_base_info"), Json::object(),
-      [](const std::string& data, const QDXURLResponse&, const std::optional<std::string>& error) {
-        if (error) {
-          debugLog("上报基本信息失败:" + *error);
-          return;
-        }
-        if (data.empty()) return;
-        const Json answer = parsedAnswer(data);
-        debugLog("基本信息上报" + json::describe(answer));
-        if (json::integerMember(answer, "retcode") != 0) return;
-        QDXKeyChain::saveUniqueStrWithName("QDX_APP_VERSION", QDXAppInfo::bundleShortVersion());
-      });
+  noThrow("base-information report", [&] {
+    QDXHttpClient::shareHttpClient().asyPostWithURL(
+        endpoint("/qdx/report_base_info"), Json::object(),
+        [](const std::string& data, const QDXURLResponse&,
+           const std::optional<std::string>& error) {
+          if (error) {
+            debugLog("上报基本信息失败:" + *error);
+            return;
+          }
+          if (data.empty()) return;
+          const Json answer = parsedAnswer(data);
+          debugLog("基本信息上报" + json::describe(answer));
+          if (json::integerMember(answer, "retcode") != 0) return;
+          QDXKeyChain::saveUniqueStrWithName("QDX_APP_VERSION", QDXAppInfo::bundleShortVersion());
+        });
+  });
 }
 
 void QDXHttpRequestProxy::reportEvent() {
-  const Json list = QDXUserDefaults::getObjectFromLocal(kPendingEventListKey);
-  if (!list.is_array()) return;
-  const std::string url = endpoint("/qdx/report_event");
-  for (const Json& stored : list) {
-    std::optional<std::string> text = json::asString(stored);
-    const Json group = text ? QDXDictionaryAndJSON::dictionaryFromJsonString(*text) : Json();
-    QDXHttpClient::shareHttpClient().asyPostWithURL(
-        url, group,
-        [](const std::string& data, const QDXURLResponse&, const std::optional<std::string>&) {
-          if (data.empty() || !answerAcknowledged(data)) return;
-          // One acknowledgement clears every pending group, sent or not.
-          QDXUserDefaults::removeObjectFromLocal(kPendingEventListKey);
-        });
-  }
+  noThrow("pending-event resend", [&] {
+    const Json list = QDXUserDefaults::getObjectFromLocal(kPendingEventListKey);
+    if (!list.is_array()) return;
+    const std::string url = endpoint("/qdx/report_event");
+    for (const Json& stored : list) {
+      std::optional<std::string> text = json::asString(stored);
+      const Json group = text ? QDXDictionaryAndJSON::dictionaryFromJsonString(*text) : Json();
+      QDXHttpClient::shareHttpClient().asyPostWithURL(
+          url, group,
+          [](const std::string& data, const QDXURLResponse&, const std::optional<std::string>&) {
+            if (data.empty() || !answerAcknowledged(data)) return;
+            // One acknowledgement clears every pending group, sent or not.
+            QDXUserDefaults::removeObjectFromLocal(kPendingEventListKey);
+          });
+    }
+  });
 }
 
 void QDXHttpRequestProxy::reportCrashWithDictionary(const Json& record) {
-  std::optional<std::string> answer = QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(
-      endpoint("/qdx/error_log_report"), record);
-  if (!answer) {
-    debugLog("异常信息 return nil");
-    return;
-  }
-  if (answerAcknowledged(answer)) return;
-  debugLog("异常信息已写入本地");
-  const std::string directory = crashLogDirectory();
-  std::error_code ignored;
-  std::filesystem::create_directories(directory, ignored);
-  const std::string path =
-      directory + "/" + json::describe(json::member(record, "timestamp")) + ".log";
-  { std::ofstream create(path, std::ios::binary | std::ios::trunc); }
-  writePropertyListDictionary(record, path);
+  noThrow("crash report", [&] {
+    std::optional<std::string> answer =
+        QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(
+            endpoint("/qdx/error_log_report"), record);
+    if (!answer) {
+      debugLog("异常信息 return nil");
+      return;
+    }
+    if (answerAcknowledged(answer)) return;
+    debugLog("异常信息已写入本地");
+    const std::string directory = crashLogDirectory();
+    std::error_code ignored;
+    std::filesystem::create_directories(directory, ignored);
+    const std::string path =
+        directory + "/" + json::describe(json::member(record, "timestamp")) + ".log";
+    { std::ofstream create(path, std::ios::binary | std::ios::trunc); }
+    writePropertyListDictionary(record, path);
+  });
 }
 
 }  // namespace qdx

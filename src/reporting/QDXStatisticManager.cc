@@ -9,6 +9,7 @@
 #include "platform/env.h"
 #include "reporting/QDXHttpRequestProxy.h"
 #include "reporting/background_work.h"
+#include "reporting/no_throw.h"
 #include "sdk/QDXLog.h"
 #include "sdk/QDXUserDefaults.h"
 #include "transport/QDXApiBase.h"
@@ -61,7 +62,8 @@ void QDXStatisticManager::newThreadRegisterDevice() {
   const Json parsed = QDXDictionaryAndJSON::objectFromJsonData(answer);
   const std::optional<std::string> cipherText = json::stringMember(parsed, "data");
   const std::string plain = QDXEncryptAndDecrypt().decryptWithString(cipherText);
-  const Json decrypted = plain.empty() ? Json() : QDXDictionaryAndJSON::dictionaryFromJsonString(plain);
+  const Json decrypted =
+      plain.empty() ? Json() : QDXDictionaryAndJSON::dictionaryFromJsonString(plain);
   const Json& devid = json::member(decrypted, "devid");
   if (devid.is_null()) return;
 
@@ -76,22 +78,25 @@ void QDXStatisticManager::newThreadRegisterDevice() {
 }
 
 void QDXStatisticManager::reportUType_active(std::int64_t adType) {
-  Json body = Json::object();
-  body["utype"] = adType;
-  QDXHttpClient::shareHttpClient().asyPostWithURL(
-      std::string(kQDXApiBase) + "/qdx/report_u_type", body,
-      [adType](const std::string& data, const QDXURLResponse&, const std::optional<std::string>&) {
-        // Read the way a missing or unreadable value reads: as 0.
-        const std::int64_t retcode =
-            json::integerMember(QDXDictionaryAndJSON::objectFromJsonData(data), "retcode")
-                .value_or(0);
-        if (retcode != 0) {
-          QDXUserDefaults::saveToLocal(adType, kPendingUTypeKey);
-          return;
-        }
-        if (const char* flag = utypeFlagFor(adType)) QDXUserDefaults::saveToLocal(true, flag);
-        QDXUserDefaults::removeObjectFromLocal(kPendingUTypeKey);
-      });
+  noThrow("utype report", [&] {
+    Json body = Json::object();
+    body["utype"] = adType;
+    QDXHttpClient::shareHttpClient().asyPostWithURL(
+        std::string(kQDXApiBase) + "/qdx/report_u_type", body,
+        [adType](const std::string& data, const QDXURLResponse&,
+                 const std::optional<std::string>&) {
+          // Read the way a missing or unreadable value reads: as 0.
+          const std::int64_t retcode =
+              json::integerMember(QDXDictionaryAndJSON::objectFromJsonData(data), "retcode")
+                  .value_or(0);
+          if (retcode != 0) {
+            QDXUserDefaults::saveToLocal(adType, kPendingUTypeKey);
+            return;
+          }
+          if (const char* flag = utypeFlagFor(adType)) QDXUserDefaults::saveToLocal(true, flag);
+          QDXUserDefaults::removeObjectFromLocal(kPendingUTypeKey);
+        });
+  });
 }
 
 }  // namespace qdx

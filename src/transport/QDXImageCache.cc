@@ -1,6 +1,7 @@
 #include "transport/QDXImageCache.h"
 
 #include <algorithm>
+#include <exception>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -47,6 +48,16 @@ std::string QDXImageCache::filePathForURL(const std::string& url) const {
 }
 
 std::optional<std::string> QDXImageCache::getImageFromString(const std::string& url) {
+  // Nothing thrown below reaches the caller: a failed lookup is a miss.
+  try {
+    return lookup(url);
+  } catch (const std::exception& e) {
+    debugLog(std::string("image lookup failed: ") + e.what());
+    return std::nullopt;
+  }
+}
+
+std::optional<std::string> QDXImageCache::lookup(const std::string& url) {
   if (url.empty()) return std::nullopt;
   std::lock_guard<std::recursive_mutex> lock(mutex_);
 

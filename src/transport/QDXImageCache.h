@@ -68,6 +68,7 @@ class QDXImageCache {
   std::shared_ptr<QDXImageDataInfo> memoryEntry(const std::string& url) const;
 
  private:
+  std::optional<std::string> lookup(const std::string& url);
   bool insertLocked(const std::shared_ptr<QDXImageDataInfo>& entry, const std::string& url);
   void writeLocked(const std::string& bytes);
 

@@ -64,8 +64,8 @@ TEST_F(EventFormsTest, EachFormHasExactlyItsKeysAndWholeSecondTimes) {
   activation.sub_type = 6;
   activation.event_id = 0;
   const Json active = activation.getEventDictinary();
-  EXPECT_EQ(keysOf(active),
-            (std::set<std::string>{"event_id", "type", "sub_type", "to_appid", "s_time", "e_time"}));
+  EXPECT_EQ(keysOf(active), (std::set<std::string>{"event_id", "type", "sub_type", "to_appid",
+                                                   "s_time", "e_time"}));
   EXPECT_EQ(active["type"], 1) << "the activation form says 1 whatever the property holds";
   EXPECT_EQ(active["to_appid"], testing::kTestAppId) << "the host app id";
 
