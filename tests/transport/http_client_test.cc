@@ -150,17 +150,19 @@ TEST_F(HttpClientTest, AsynchronousTransportErrorNeverCallsTheBlockAndLogsOnlyWh
   auto block = [&](const std::string&, const QDXURLResponse&,
                    const std::optional<std::string>&) { called = true; };
 
-  QDXLog::setDebug(true);
   client().asyPostWithURL(endpointURL("report_u_type"), Json{{"utype", 4}}, block);
-  ASSERT_TRUE(RunLoop::main().runUntil([&] { return env_.logContains("error:"); }, 15));
-
-  QDXLog::setDebug(false);
-  env_.clearLog();
-  client().asyPostWithURL(endpointURL("report_u_type"), Json{{"utype", 4}}, block);
-  ASSERT_TRUE(server_.waitForEntries("report_u_type", 2));
+  ASSERT_TRUE(server_.waitForEntries("report_u_type", 1));
   RunLoop::main().runFor(1.0);
   EXPECT_FALSE(called);
   EXPECT_FALSE(env_.logContains("error:"));
+
+  // Waiting for this post's line also waits for the worker that ran the
+  // first one: it is the same, now idle, worker.
+  QDXLog::setDebug(true);
+  client().asyPostWithURL(endpointURL("report_u_type"), Json{{"utype", 4}}, block);
+  ASSERT_TRUE(RunLoop::main().runUntil([&] { return env_.logContains("error:"); }, 15));
+  RunLoop::main().runFor(0.2);
+  EXPECT_FALSE(called);
 }
 
 TEST_F(HttpClientTest, AnAnswerWithAnErrorStatusStillReachesTheBlock) {
