@@ -83,6 +83,7 @@ TEST_F(SessionTest, ShowAndClickReuseTheLinkedSessionOrCarryNilWithoutOne) {
   reporter().reportShowEventWithUbit("BANNER", "ad-7", "app-9", 1);
   ASSERT_TRUE(server_.waitForEntries("report_event", 1));
   EXPECT_TRUE(bodiesFor("report_event")[0]["id"].is_null()) << "no request before it";
+  EXPECT_EQ(bodiesFor("report_event")[0]["event_list"][0]["event_id"], 2) << "a show first: 2";
 
   env_.setNow(1700000100);
   reporter().reportRequestEventWithUbit("BANNER", "ad-7", "app-9", 1);
@@ -154,6 +155,7 @@ TEST_F(AcknowledgementTest, RefusedUseTimeIsKeptAndResentOnceWithoutANewReport) 
   reporter().reportUseTime();
   const Json stored = QDXUserDefaults::getObjectFromLocal(kUseTimeEventListKey);
   ASSERT_TRUE(stored.is_object());
+  EXPECT_EQ(stored["event_list"][0]["event_id"], 4) << "use time first: 4";
 
   server_.clearFaults();
   env_.advance(60);
