@@ -90,6 +90,16 @@ TEST_F(HttpClientTest, AQueryStringIsSignedAndPostedAsGiven) {
   EXPECT_EQ(entries[0]["signature"], "valid");
 }
 
+TEST_F(HttpClientTest, PostsFromOneThreadShareAConnection) {
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_TRUE(client().synPostUseConnectionWithURL(endpointURL("report_event"), Json{{"n", i}}));
+  }
+  std::vector<Json> entries = server_.entriesFor("report_event");
+  ASSERT_EQ(entries.size(), 3u);
+  EXPECT_EQ(entries[1]["clientPort"], entries[0]["clientPort"]);
+  EXPECT_EQ(entries[2]["clientPort"], entries[0]["clientPort"]);
+}
+
 TEST_F(HttpClientTest, AsynchronousAnswerReachesTheBlockOnTheMainThreadOnly) {
   bool called = false;
   bool onMain = false;

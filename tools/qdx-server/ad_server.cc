@@ -216,6 +216,8 @@ void AdServer::handlePost(const httplib::Request& req, httplib::Response& res) {
   entry["url"] = url;
   entry["contentType"] = req.get_header_value("Content-Type");
   entry["accept"] = req.get_header_value("Accept");
+  // The client's port tells tests whether a connection was reused.
+  entry["clientPort"] = req.remote_port;
   if (fault) entry["fault"] = faultName(fault);
 
   EnvelopeCheck check = checkEnvelope(req.body, url, options_.apps);
