@@ -13,7 +13,7 @@ AlertAction::AlertAction(std::optional<std::string> title, AlertActionStyle styl
     : title_(std::move(title)), style_(style), handler_(std::move(handler)) {}
 
 void AlertAction::invoke() {
-  if (handler_) handler_(shared_from_this());
+  if (handler_) handler_(weak_from_this().lock());
 }
 
 std::shared_ptr<AlertController> AlertController::alertControllerWithTitle(

@@ -1,6 +1,7 @@
 #include "qdx/kit/AlertView.h"
 
 #include "qdx/kit/Application.h"
+#include "sdk/QDXLog.h"
 
 namespace qdx::kit {
 
@@ -17,7 +18,13 @@ AlertView::AlertView(std::optional<std::string> title, std::optional<std::string
 }
 
 void AlertView::show() {
-  if (!isVisible()) Application::sharedApplication().addVisibleAlertView(shared_from_this());
+  // An alert not owned by a shared_ptr cannot be kept on screen.
+  auto self = weak_from_this().lock();
+  if (!self) {
+    debugLog("An alert view must be made with std::make_shared to be shown");
+    return;
+  }
+  if (!isVisible()) Application::sharedApplication().addVisibleAlertView(self);
 }
 
 bool AlertView::isVisible() const {
@@ -29,7 +36,7 @@ bool AlertView::isVisible() const {
 
 void AlertView::dismissWithClickedButtonIndex(long buttonIndex, bool /*animated*/) {
   // Keep this alive: the application may hold the last reference.
-  auto self = shared_from_this();
+  auto self = weak_from_this().lock();
   if (buttonIndex >= 0 && static_cast<std::size_t>(buttonIndex) < buttons_.size()) {
     if (auto d = delegate()) d->clickedButtonAtIndex(*this, buttonIndex);
   }

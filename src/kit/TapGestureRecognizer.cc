@@ -16,7 +16,8 @@ void TapGestureRecognizer::addAction(Action action) {
 
 void TapGestureRecognizer::recognize() {
   if (!enabled_) return;
-  auto self = shared_from_this();
+  // nullptr as the sender when the recogniser is not owned by a shared_ptr.
+  auto self = weak_from_this().lock();
   // Copy: an action may add targets to this recogniser.
   auto entries = entries_;
   for (auto& entry : entries) {

@@ -62,8 +62,15 @@ void ViewController::presentViewController(const std::shared_ptr<ViewController>
 }
 
 void ViewController::dismissViewController(bool animated, Completion completion) {
+  // A presented controller that dismisses itself may be held only by its
+  // presenter; keep it alive until this call returns.
+  auto self = selfAs<ViewController>();
   if (!presented_) {
-    if (auto presenter = presenting_.lock()) presenter->dismissViewController(animated, completion);
+    if (auto presenter = presenting_.lock()) {
+      presenter->dismissViewController(animated, std::move(completion));
+    } else if (completion) {
+      completion();
+    }
     return;
   }
   // Unlink the whole chain above this controller, top first.

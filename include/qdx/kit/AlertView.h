@@ -35,6 +35,8 @@ class AlertView : public std::enable_shared_from_this<AlertView> {
   long cancelButtonIndex() const { return hasCancel_ ? 0 : -1; }
 
   // Puts the alert on screen (the application keeps it until dismissed).
+  // Only an alert owned by a shared_ptr can be shown; others log a line
+  // and stay off screen.
   void show();
   bool isVisible() const;
   // Tells the delegate which button was pressed (when index is a button),

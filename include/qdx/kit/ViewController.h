@@ -60,8 +60,11 @@ class ViewController : public Responder {
   void presentViewController(const std::shared_ptr<ViewController>& controller, bool animated,
                              Completion completion);
   // Dismisses the controller this one presents (and everything above it);
-  // with none, asks the presenter to dismiss this one. Calls completion when
-  // something was dismissed.
+  // with none, asks the presenter to dismiss this one. Calls completion (when
+  // given) once, before returning, even when there was nothing to dismiss:
+  // a caller that waits for it to tidy up must not be left waiting. This
+  // controller stays alive for the whole call, though the dismissal may
+  // drop the presenter's last reference to it.
   void dismissViewController(bool animated, Completion completion);
   std::shared_ptr<ViewController> presentedViewController() const { return presented_; }
   std::shared_ptr<ViewController> presentingViewController() const { return presenting_.lock(); }
