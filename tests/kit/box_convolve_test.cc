@@ -1,0 +1,37 @@
+// The box blur: channel-wise rounded means over an edge-extended box.
+#include "kit/box_convolve.h"
+
+#include <gtest/gtest.h>
+
+namespace qdx::kit {
+namespace {
+
+using Pixels = std::vector<std::uint32_t>;
+
+TEST(BoxConvolve, EachChannelIsTheRoundedMeanOverTheEdgeExtendedBox) {
+  // One row; the channels hold (a, r, g, b) = (0, 0, 0, 0), (30, 0, 1, 2), (60, 2, 2, 255).
+  const Pixels row = {0x00000000u, 0x1E000102u, 0x3C0202FFu};
+  Pixels out;
+  ASSERT_EQ(boxConvolve8888(row, 3, 1, 1, 3, out), kBoxConvolveNoError);
+  // Column 1 of b: (0 + 2 + 255) / 3 = 85.67 -> 86; the ends repeat the edge pixel.
+  EXPECT_EQ(out, (Pixels{0x0A000001u, 0x1E010156u, 0x320102ABu}));
+  // The same row as a column, convolved vertically, gives the same values.
+  ASSERT_EQ(boxConvolve8888(row, 1, 3, 3, 1, out), kBoxConvolveNoError);
+  EXPECT_EQ(out, (Pixels{0x0A000001u, 0x1E010156u, 0x320102ABu}));
+  // A kernel larger than the image keeps a uniform image as it is.
+  const Pixels uniform(4 * 3, 0xFF8040C0u);
+  ASSERT_EQ(boxConvolve8888(uniform, 4, 3, 21, 21, out), kBoxConvolveNoError);
+  EXPECT_EQ(out, uniform);
+}
+
+TEST(BoxConvolve, BadKernelsAndBuffersLeaveTheOutputAlone) {
+  const Pixels px(4, 0xFFFFFFFFu);
+  Pixels out = {7};
+  EXPECT_EQ(boxConvolve8888(px, 2, 2, 4, 5, out), kBoxConvolveInvalidKernelSize);
+  EXPECT_EQ(boxConvolve8888(px, 2, 2, 5, -19, out), kBoxConvolveInvalidKernelSize);
+  EXPECT_EQ(boxConvolve8888(px, 3, 2, 5, 5, out), kBoxConvolveBufferSizeMismatch);
+  EXPECT_EQ(out, (Pixels{7}));
+}
+
+}  // namespace
+}  // namespace qdx::kit
