@@ -15,10 +15,6 @@ TEST(LabelText, RangesCountUtf16UnitsAndAreClippedToTheText) {
   text.addKern(1, 4, 1);    // starts past the end: dropped
   ASSERT_EQ(text.kerns().size(), 2u);
   EXPECT_EQ(text.kerns()[1].length, 2u);
-  Label label;
-  label.setAttributedText(text);
-  label.setText("new");
-  EXPECT_TRUE(label.attributedText().kerns().empty());
 }
 
 }  // namespace

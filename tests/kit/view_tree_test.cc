@@ -9,43 +9,35 @@
 namespace qdx::kit {
 namespace {
 
-TEST(ViewTree, AddingAChildAgainMovesItToTheFront) {
+using Views = std::vector<std::shared_ptr<View>>;
+
+TEST(ViewTree, AddingMovesAChildToTheFrontOfItsNewParentAndRefusesCycles) {
   auto parent = std::make_shared<View>();
+  auto other = std::make_shared<View>();
   auto a = std::make_shared<View>();
   auto b = std::make_shared<View>();
+  other->addSubview(a);
   parent->addSubview(a);
   parent->addSubview(b);
-  parent->addSubview(a);
-  ASSERT_EQ(parent->subviews().size(), 2u);
-  EXPECT_EQ(parent->subviews()[0], b);
-  EXPECT_EQ(parent->subviews()[1], a);
-}
+  parent->addSubview(a);  // again: to the front
+  EXPECT_EQ(parent->subviews(), (Views{b, a}));
+  EXPECT_TRUE(other->subviews().empty());
+  EXPECT_EQ(a->superview(), parent);
 
-TEST(ViewTree, AddingMovesAChildOutOfItsOldParent) {
-  auto first = std::make_shared<View>();
-  auto second = std::make_shared<View>();
-  auto child = std::make_shared<View>();
-  first->addSubview(child);
-  second->addSubview(child);
-  EXPECT_TRUE(first->subviews().empty());
-  EXPECT_EQ(child->superview(), second);
-}
-
-TEST(ViewTree, CyclesAndNullAreRefused) {
-  auto parent = std::make_shared<View>();
-  auto child = std::make_shared<View>();
-  parent->addSubview(child);
-  child->addSubview(parent);
-  child->addSubview(child);
+  a->addSubview(parent);
+  a->addSubview(a);
   parent->addSubview(nullptr);
-  EXPECT_TRUE(child->subviews().empty());
-  EXPECT_EQ(parent->subviews().size(), 1u);
+  EXPECT_TRUE(a->subviews().empty());
+  EXPECT_EQ(parent->subviews().size(), 2u);
   EXPECT_EQ(parent->superview(), nullptr);
+  std::make_shared<View>()->addSubview(b);  // a parent dropped at once
+  EXPECT_EQ(b->superview(), nullptr);  // is not kept alive by its child
 }
 
-// A banner's children are its image and then its close button; removing
-// "the last subview" twice must take the button first, then the image.
-TEST(ViewTree, RemovingTheLastSubviewTwiceTakesButtonThenImage) {
+// A banner's children are its image and then its close button. The close
+// action removes "the last subview" twice, taking the button (itself) first,
+// then the image, and then the banner.
+TEST(ViewTree, TheCloseActionRemovesButtonThenImageThenTheBanner) {
   auto container = std::make_shared<View>(Rect(0, 0, 320, 568));
   auto banner = std::make_shared<View>(Rect(0, 0, 320, 50));
   auto image = std::make_shared<ImageView>(Rect(0, 0, 320, 50));
@@ -53,43 +45,22 @@ TEST(ViewTree, RemovingTheLastSubviewTwiceTakesButtonThenImage) {
   banner->addSubview(image);
   banner->addSubview(button);
   container->addSubview(banner);
-
-  banner->subviews().back()->removeFromSuperview();
-  ASSERT_EQ(banner->subviews().size(), 1u);
-  EXPECT_EQ(banner->subviews()[0], image);
-  EXPECT_EQ(button->superview(), nullptr);
-
-  banner->subviews().back()->removeFromSuperview();
+  std::vector<const View*> removed;
+  button->addAction([&](const std::shared_ptr<Control>& sender) {
+    auto owner = sender->superview();
+    for (int i = 0; i < 2; ++i) {
+      removed.push_back(owner->subviews().back().get());
+      owner->subviews().back()->removeFromSuperview();
+    }
+    owner->removeFromSuperview();
+  }, ControlEventTouchUpInside);
+  Button* raw = button.get();
+  button.reset();  // the banner holds the button's last reference
+  raw->sendActionsForControlEvents(ControlEventTouchUpInside);
+  EXPECT_EQ(removed, (std::vector<const View*>{raw, image.get()}));
   EXPECT_TRUE(banner->subviews().empty());
-  banner->removeFromSuperview();
   EXPECT_TRUE(container->subviews().empty());
-  // Removing again is harmless.
-  banner->removeFromSuperview();
-  EXPECT_EQ(banner->superview(), nullptr);
-}
-
-TEST(ViewTree, SuperviewIsNotKeptAliveByItsChildren) {
-  auto child = std::make_shared<View>();
-  {
-    auto parent = std::make_shared<View>();
-    parent->addSubview(child);
-    EXPECT_NE(child->superview(), nullptr);
-  }
-  EXPECT_EQ(child->superview(), nullptr);
-}
-
-TEST(ViewTree, ViewWithTagSearchesDepthFirstAndConvertsPoints) {
-  auto root = std::make_shared<View>(Rect(0, 0, 100, 100));
-  auto mid = std::make_shared<View>(Rect(10, 20, 50, 50));
-  auto leaf = std::make_shared<View>(Rect(5, 5, 10, 10));
-  leaf->setTag(4);
-  root->addSubview(mid);
-  mid->addSubview(leaf);
-  EXPECT_EQ(root->viewWithTag(4), leaf);
-  EXPECT_EQ(root->viewWithTag(9), nullptr);
-  Point p = leaf->convertPointToRoot({1, 1});
-  EXPECT_DOUBLE_EQ(p.x, 16);
-  EXPECT_DOUBLE_EQ(p.y, 26);
+  banner->removeFromSuperview();  // again: harmless
 }
 
 }  // namespace
