@@ -106,9 +106,11 @@ void fetchGlobalConfig() {
           return;
         }
         // Whatever "data" parses to replaces the stored configuration;
-        // nothing (text that is not JSON) clears it.
+        // nothing (text that is not JSON) clears it. Parsed directly, not
+        // through the codec's string reader, which would log its failure
+        // always: this step's only messages are the two above.
         const Json config =
-            QDXDictionaryAndJSON::dictionaryFromJsonString(json::stringMember(answer, "data"));
+            QDXDictionaryAndJSON::objectFromJsonData(json::stringMember(answer, "data"));
         QDXUserDefaults::saveToLocal(config, "QDX_Global_Config");
       });
 }
