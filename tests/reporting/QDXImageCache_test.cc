@@ -17,19 +17,9 @@ namespace {
 
 const std::string kImageURL = "https://api.qdx.example/qdx/images/close120.png";
 
-void writeFile(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
-}
-
 std::string readFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
-
-struct timespec modificationTime(const std::string& path) {
-  struct stat info {};
-  ::stat(path.c_str(), &info);
-  return info.st_mtim;
 }
 
 std::shared_ptr<QDXImageDataInfo> entryOf(std::size_t bytes) {
@@ -40,56 +30,34 @@ std::shared_ptr<QDXImageDataInfo> entryOf(std::size_t bytes) {
 
 using ImageCacheDiskTest = testing::LocalReportingTest;
 
-TEST_F(ImageCacheDiskTest, FilesAreNamedByTheUppercaseMd5OfTheURLUnderImageCache) {
-  QDXImageCache cache;
-  EXPECT_EQ(cache.diskCachePath(), env_.cachesDirectory() + "/ImageCache");
-  EXPECT_TRUE(std::filesystem::is_directory(cache.diskCachePath()));
-  EXPECT_EQ(cache.filePathForURL(kImageURL), cache.diskCachePath() + "/" + QDXmd5::md5(kImageURL));
-}
-
-TEST_F(ImageCacheDiskTest, ARestartReadsTheFileBackWithoutRewritingIt) {
+TEST_F(ImageCacheDiskTest, ARestartReadsTheMd5NamedFileBackWithoutRewritingIt) {
   env_.setDataNetworkCode(0);  // whatever is served must come from disk
   QDXImageCache firstLaunch;
   const std::string path = firstLaunch.filePathForURL(kImageURL);
-  writeFile(path, "PNG bytes");
-  const struct timespec before = modificationTime(path);
+  EXPECT_EQ(path, env_.cachesDirectory() + "/ImageCache/" + QDXmd5::md5(kImageURL));
+  std::ofstream(path, std::ios::binary) << "PNG bytes";
+  struct stat before {};
+  ::stat(path.c_str(), &before);
 
   QDXImageCache laterLaunch;
   EXPECT_EQ(laterLaunch.getImageFromString(kImageURL), "PNG bytes");
-  const struct timespec after = modificationTime(path);
-  EXPECT_EQ(before.tv_sec, after.tv_sec);
-  EXPECT_EQ(before.tv_nsec, after.tv_nsec);
+  struct stat after {};
+  ::stat(path.c_str(), &after);
+  EXPECT_EQ(before.st_mtim.tv_sec, after.st_mtim.tv_sec);
+  EXPECT_EQ(before.st_mtim.tv_nsec, after.st_mtim.tv_nsec);
   ASSERT_NE(laterLaunch.memoryEntry(kImageURL), nullptr) << "put back into memory";
   EXPECT_NEAR(laterLaunch.cacheSize(), 9 / 1024.0, 1e-6);
 }
 
-TEST_F(ImageCacheDiskTest, NothingFromDiskOrNetworkGivesNilAndLeavesNoTrace) {
-  env_.setDataNetworkCode(0);
-  QDXLog::setDebug(true);
-  QDXImageCache cache;
-  EXPECT_EQ(cache.getImageFromString(kImageURL), std::nullopt);
-  EXPECT_EQ(cache.getImageFromString(""), std::nullopt);
-  EXPECT_FALSE(std::filesystem::exists(cache.filePathForURL(kImageURL)));
-  EXPECT_TRUE(cache.memoryCacheKeys().empty());
-  EXPECT_TRUE(env_.logContains("加载" + kImageURL + "后没有得到数据"));
-}
-
 using ImageCacheMemoryTest = testing::LocalReportingTest;
 
-TEST_F(ImageCacheMemoryTest, BelowTheLimitAnEntryIsStampedAndCountedInKilobytes) {
-  QDXImageCache cache;
-  env_.setNow(1000);
-  ASSERT_TRUE(cache.cleanOldMemoryCache(entryOf(2048), "a"));
-  EXPECT_FLOAT_EQ(cache.cacheSize(), 2.0f);
-  EXPECT_EQ(cache.memoryEntry("a")->timeOfUseImage, 1000);
-  EXPECT_FALSE(cache.cleanOldMemoryCache(std::make_shared<QDXImageDataInfo>(), "empty"));
-  EXPECT_EQ(cache.memoryCacheKeys(), std::vector<std::string>{"a"});
-}
-
-TEST_F(ImageCacheMemoryTest, JustBelowTheLimitOneMoreIsAddedAndTheNextEvicts) {
+TEST_F(ImageCacheMemoryTest, BelowTheLimitEntriesAreStampedAndCountedThenTheNextEvicts) {
   QDXImageCache cache;
   env_.setNow(100);
-  cache.cleanOldMemoryCache(entryOf(10), "old");
+  ASSERT_TRUE(cache.cleanOldMemoryCache(entryOf(2048), "old"));
+  EXPECT_FLOAT_EQ(cache.cacheSize(), 2.0f) << "kilobytes";
+  EXPECT_EQ(cache.memoryEntry("old")->timeOfUseImage, 100);
+  EXPECT_FALSE(cache.cleanOldMemoryCache(std::make_shared<QDXImageDataInfo>(), "no bytes"));
   env_.setNow(200);
   cache.cleanOldMemoryCache(entryOf(10), "newer");
   cache.setCacheSize(511.9f);
@@ -105,50 +73,32 @@ TEST_F(ImageCacheMemoryTest, JustBelowTheLimitOneMoreIsAddedAndTheNextEvicts) {
   EXPECT_NEAR(cache.cacheSize(), 513.9, 1e-3) << "never decreased, not even by eviction";
 }
 
-TEST_F(ImageCacheMemoryTest, AtTheLimitTheOlderOfTwoGoesOrBothWhenEqual) {
-  QDXImageCache cache;
-  env_.setNow(100);
-  cache.cleanOldMemoryCache(entryOf(1), "a");
-  env_.setNow(200);
-  cache.cleanOldMemoryCache(entryOf(1), "b");
-  cache.setCacheSize(512);
-  env_.setNow(300);
-  cache.cleanOldMemoryCache(entryOf(1), "c");
-  EXPECT_EQ(cache.memoryCacheKeys(), (std::vector<std::string>{"b", "c"}));
-
-  QDXImageCache tied;
-  env_.setNow(100);
-  tied.cleanOldMemoryCache(entryOf(1), "a");
-  tied.cleanOldMemoryCache(entryOf(1), "b");
-  tied.setCacheSize(600);
-  env_.setNow(300);
-  tied.cleanOldMemoryCache(entryOf(1), "c");
-  EXPECT_EQ(tied.memoryCacheKeys(), std::vector<std::string>{"c"});
-}
-
-TEST_F(ImageCacheMemoryTest, EvictionComparesOnlyTheLastTwoKeysNotTheGlobalOldest) {
-  QDXImageCache cache;
-  env_.setNow(100);
-  cache.cleanOldMemoryCache(entryOf(1), "oldest");
-  env_.setNow(300);
-  cache.cleanOldMemoryCache(entryOf(1), "newest");
-  env_.setNow(200);
-  cache.cleanOldMemoryCache(entryOf(1), "middle");
-  cache.setCacheSize(512);
-  env_.setNow(400);
-  cache.cleanOldMemoryCache(entryOf(1), "incoming");
-  EXPECT_EQ(cache.memoryCacheKeys(),
-            (std::vector<std::string>{"oldest", "newest", "incoming"}));
-}
-
-TEST_F(ImageCacheMemoryTest, WithOneKeyAtTheLimitNothingIsEvicted) {
-  QDXImageCache cache;
-  env_.setNow(100);
-  cache.cleanOldMemoryCache(entryOf(1), "only");
-  cache.setCacheSize(512);
-  env_.setNow(100);  // even an entry stamped "now" stays
-  cache.cleanOldMemoryCache(entryOf(1), "second");
-  EXPECT_EQ(cache.memoryCacheKeys(), (std::vector<std::string>{"only", "second"}));
+TEST_F(ImageCacheMemoryTest, AtTheLimitOnlyTheEarlierTimeOfTheLastTwoKeysIsEvicted) {
+  struct Case {
+    const char* what;
+    std::vector<std::pair<std::string, double>> inserted;  // (key, time) below the limit
+    std::vector<std::string> left;                         // after "incoming" at time 400
+  };
+  const std::vector<Case> cases = {
+      {"the older of two goes", {{"a", 100}, {"b", 200}}, {"b", "incoming"}},
+      {"both go when their times are equal", {{"a", 100}, {"b", 100}}, {"incoming"}},
+      {"not a search for the global oldest",
+       {{"oldest", 100}, {"newest", 300}, {"middle", 200}},
+       {"oldest", "newest", "incoming"}},
+      {"with one key nothing goes, even one stamped now", {{"only", 400}}, {"only", "incoming"}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    QDXImageCache cache;
+    for (const auto& [key, time] : c.inserted) {
+      env_.setNow(time);
+      cache.cleanOldMemoryCache(entryOf(1), key);
+    }
+    cache.setCacheSize(512);
+    env_.setNow(400);
+    ASSERT_TRUE(cache.cleanOldMemoryCache(entryOf(1), "incoming"));
+    EXPECT_EQ(cache.memoryCacheKeys(), c.left);
+  }
 }
 
 using ImageCacheNetworkTest = testing::ServerReportingTest;
@@ -169,11 +119,15 @@ TEST_F(ImageCacheNetworkTest, AMissDownloadsOnceThenMemoryServesWithoutDiskOrNet
   EXPECT_EQ(server_.journal().size(), requestsBefore) << "nor the network";
 }
 
-TEST_F(ImageCacheNetworkTest, AnUnreachableImageLeavesNoFile) {
+TEST_F(ImageCacheNetworkTest, AnUnreachableImageGivesNilAndLeavesNoTrace) {
+  QDXLog::setDebug(true);
   const std::string missing = "https://api.qdx.example/qdx/images/no-such-image.png";
   QDXImageCache cache;
+  EXPECT_EQ(cache.getImageFromString(""), std::nullopt);
   EXPECT_EQ(cache.getImageFromString(missing), std::nullopt);
   EXPECT_FALSE(std::filesystem::exists(cache.filePathForURL(missing)));
+  EXPECT_TRUE(cache.memoryCacheKeys().empty());
+  EXPECT_TRUE(env_.logContains("加载" + missing + "后没有得到数据"));
 
   server_.setFault("images/close120.png:drop");
   EXPECT_EQ(cache.getImageFromString(kImageURL), std::nullopt);

@@ -10,118 +10,75 @@
 namespace qdx {
 namespace {
 
-using testing::serveMainUntil;
+using testing::stored;
 
-class UTypeTest : public testing::ServerReportingTest {
- protected:
-  // Reports adType and serves the main loop until its answer was handled.
-  void reportAndSettle(std::int64_t adType) {
+using UTypeTest = testing::ServerReportingTest;
+
+TEST_F(UTypeTest, TheAnswerDecidesBetweenTheTypesFlagAndThePendingType) {
+  constexpr std::int64_t kEarlier = 3;  // a refused type left by an earlier report
+  struct Case {
+    const char* fault;
+    std::int64_t adType;
+    const char* flag;  // the type's once-only flag, or none
+    bool flagRaised;
+    Json pending;  // "QDX_UBIT_ADTYPE" afterwards
+  };
+  const std::vector<Case> cases = {
+      {"none", 1, "REPORT_UTYPE_SUCCESS_BANNER", true, nullptr},
+      {"none", 4, "REPORT_UTYPE_SUCCESS_RECOMMEND", true, nullptr},
+      {"none", 7, "REPORT_UTYPE_SUCCESS_AdTypeCustomUBit", true, nullptr},
+      {"none", 8, "REPORT_UTYPE_SUCCESS_AdTypeCustomUBit", true, nullptr},
+      {"none", 9, "REPORT_UTYPE_SUCCESS_AdTypeCustomUBit", true, nullptr},
+      {"none", 2, nullptr, false, nullptr},  // no flag, but still cleared
+      {"retcode:9", 7, "REPORT_UTYPE_SUCCESS_AdTypeCustomUBit", false, 7},  // the latest refusal
+      {"garbage", 4, "REPORT_UTYPE_SUCCESS_RECOMMEND", true, nullptr},  // not JSON: reads as 0
+      {"drop", 1, "REPORT_UTYPE_SUCCESS_BANNER", false, kEarlier},  // lost: not remembered
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.fault) + " for type " + std::to_string(c.adType));
+    for (const char* flag : {"REPORT_UTYPE_SUCCESS_BANNER", "REPORT_UTYPE_SUCCESS_RECOMMEND",
+                             "REPORT_UTYPE_SUCCESS_AdTypeCustomUBit"}) {
+      QDXUserDefaults::removeObjectFromLocal(flag);
+    }
+    QDXUserDefaults::saveToLocal(kEarlier, "QDX_UBIT_ADTYPE");
+    ASSERT_TRUE(server_.setFault(std::string("report_u_type:") + c.fault));
     const std::size_t before = server_.entriesFor("report_u_type").size();
-    QDXStatisticManager::reportUType_active(adType);
+    QDXStatisticManager::reportUType_active(c.adType);
     ASSERT_TRUE(server_.waitForEntries("report_u_type", before + 1));
-    RunLoop::main().runFor(0.3);
-  }
-  static Json stored(const char* key) { return QDXUserDefaults::getObjectFromLocal(key); }
-};
-
-TEST_F(UTypeTest, EachAcknowledgedTypeRaisesItsOwnFlagAndClearsThePendingType) {
-  const std::vector<std::pair<std::int64_t, const char*>> cases = {
-      {1, "REPORT_UTYPE_SUCCESS_BANNER"},
-      {4, "REPORT_UTYPE_SUCCESS_RECOMMEND"},
-      {7, "REPORT_UTYPE_SUCCESS_AdTypeCustomUBit"},
-      {8, "REPORT_UTYPE_SUCCESS_AdTypeCustomUBit"},
-      {9, "REPORT_UTYPE_SUCCESS_AdTypeCustomUBit"}};
-  for (const auto& [adType, flag] : cases) {
-    SCOPED_TRACE(adType);
-    QDXUserDefaults::removeObjectFromLocal(flag);
-    QDXUserDefaults::saveToLocal(adType, "QDX_UBIT_ADTYPE");
-    reportAndSettle(adType);
-    EXPECT_EQ(stored(flag), true);
-    EXPECT_TRUE(stored("QDX_UBIT_ADTYPE").is_null());
+    settle();
+    if (c.flag) {
+      EXPECT_EQ(stored(c.flag), c.flagRaised ? Json(true) : Json());
+    }
+    EXPECT_EQ(stored("QDX_UBIT_ADTYPE"), c.pending);
   }
   EXPECT_EQ(bodiesFor("report_u_type")[0], Json({{"utype", 1}}));
 }
 
-TEST_F(UTypeTest, AnAcknowledgedTypeWithoutAFlagStillClearsThePendingType) {
-  QDXUserDefaults::saveToLocal(1, "QDX_UBIT_ADTYPE");
-  reportAndSettle(2);
-  EXPECT_TRUE(stored("QDX_UBIT_ADTYPE").is_null());
-  for (const char* flag : {"REPORT_UTYPE_SUCCESS_BANNER", "REPORT_UTYPE_SUCCESS_RECOMMEND",
-                           "REPORT_UTYPE_SUCCESS_AdTypeCustomUBit"}) {
-    EXPECT_TRUE(stored(flag).is_null()) << flag;
-  }
-}
+// The whole registration, synchronously on this thread; its base-information
+// post completes on the main loop.
+void registerNow() { QDXStatisticManager().newThreadRegisterDevice(); }
 
-TEST_F(UTypeTest, ARefusalIsRememberedAndOnlyTheLatestOne) {
-  server_.setFault("report_u_type:retcode:9");
-  reportAndSettle(1);
-  EXPECT_EQ(stored("QDX_UBIT_ADTYPE"), 1);
-  reportAndSettle(7);
-  EXPECT_EQ(stored("QDX_UBIT_ADTYPE"), 7);
-  EXPECT_TRUE(stored("REPORT_UTYPE_SUCCESS_BANNER").is_null());
-}
-
-TEST_F(UTypeTest, AnAnswerThatIsNotJsonReadsAsSuccess) {
-  server_.setFault("report_u_type:garbage");
-  reportAndSettle(4);
-  EXPECT_EQ(stored("REPORT_UTYPE_SUCCESS_RECOMMEND"), true);
-}
-
-TEST_F(UTypeTest, ALostAnswerIsNotRemembered) {
-  server_.setFault("report_u_type:drop");
-  reportAndSettle(1);
-  EXPECT_TRUE(stored("QDX_UBIT_ADTYPE").is_null());
-  EXPECT_TRUE(stored("REPORT_UTYPE_SUCCESS_BANNER").is_null());
-}
-
-class RegistrationTest : public testing::ServerReportingTest {
- protected:
-  // Registration runs synchronously here; its base-information post
-  // completes on the main loop.
-  void registerNow() { QDXStatisticManager().newThreadRegisterDevice(); }
-};
-
-TEST_F(RegistrationTest, RegistrationKeepsTheDeviceIdAndReportsBaseInfoAndActivation) {
-  registerNow();
-  const auto bodies = bodiesFor("reg_dev");
-  ASSERT_EQ(bodies.size(), 1u);
-  ASSERT_TRUE(bodies[0].is_object());
-  EXPECT_EQ(bodies[0].size(), 2u);
-  EXPECT_TRUE(bodies[0]["appinfo"].is_object());
-  EXPECT_TRUE(bodies[0]["devinfo"].is_object());
-
-  const Json devid = QDXKeyChain::getUniqueStrWithName("QDX_Dev_ID");
-  ASSERT_TRUE(devid.is_string());
-  EXPECT_FALSE(devid.get<std::string>().empty());
-  ASSERT_EQ(server_.entriesFor("report_event").size(), 1u);
-  EXPECT_EQ(bodiesFor("report_event")[0]["event_list"][0]["sub_type"], 6);
-  EXPECT_EQ(server_.entriesFor("report_event")[0]["envelope"]["devid"], devid)
-      << "the activation already carries the new device id";
-  EXPECT_TRUE(server_.waitForEntries("report_base_info", 1));
-}
+using RegistrationTest = testing::ServerReportingTest;
 
 TEST_F(RegistrationTest, AnUnchangedReportedVersionSendsOnlyTheActivation) {
   QDXKeyChain::saveUniqueStrWithName("QDX_APP_VERSION", "1.0");
   registerNow();
-  EXPECT_EQ(server_.entriesFor("report_event").size(), 1u);
-  RunLoop::main().runFor(0.3);
+  EXPECT_EQ(bodiesFor("report_event").at(0)["event_list"][0]["sub_type"], 6);
+  settle();
   EXPECT_TRUE(server_.entriesFor("report_base_info").empty());
 }
 
-TEST_F(RegistrationTest, NoChannelMeansNoRegistration) {
+TEST_F(RegistrationTest, NoChannelOrABadAnswerStoresAndReportsNothing) {
   QDXLog::setDebug(true);
   QDXUserDefaults::removeObjectFromLocal("QDX_CHANNEL");
   registerNow();
   EXPECT_TRUE(env_.logContains("渠道号为空，设备注册失败"));
   EXPECT_TRUE(server_.journal().empty());
-}
 
-TEST_F(RegistrationTest, BadAnswersStoreNothingAndReportNothing) {
-  QDXLog::setDebug(true);
+  QDXUserDefaults::saveToLocal("AppStore", "QDX_CHANNEL");
   server_.setFault("reg_dev:drop");
   registerNow();
   EXPECT_TRUE(env_.logContains("注册设备返回为空"));
-
   for (const char* fault : {"reg_dev:garbage", "reg_dev:no-data", "reg_dev:plaintext-data",
                             "reg_dev:retcode:4", "reg_dev:http:503"}) {
     SCOPED_TRACE(fault);

@@ -6,7 +6,6 @@
 
 #include <chrono>
 #include <functional>
-#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -30,10 +29,13 @@ inline void storeHostIdentity() {
   QDXUserDefaults::saveToLocal("AppStore", "QDX_CHANNEL");
 }
 
+// What the local store holds under key.
+inline Json stored(const std::string& key) { return QDXUserDefaults::getObjectFromLocal(key); }
+
 // The pending list as parsed groups.
 inline std::vector<Json> pendingGroups() {
   std::vector<Json> groups;
-  const Json list = QDXUserDefaults::getObjectFromLocal("QDX_REPORT_EVENT_LIST");
+  const Json list = stored("QDX_REPORT_EVENT_LIST");
   if (!list.is_array()) return groups;
   for (const Json& text : list) {
     groups.push_back(QDXDictionaryAndJSON::dictionaryFromJsonString(json::asString(text)));
@@ -66,22 +68,21 @@ class LocalReportingTest : public ::testing::Test {
 };
 
 // A test platform pointed at a running reference server.
-class ServerReportingTest : public ::testing::Test {
+class ServerReportingTest : public LocalReportingTest {
  protected:
-  explicit ServerReportingTest(ReferenceServer::Options options = {})
-      : server_(std::move(options)) {}
   void SetUp() override {
     ASSERT_TRUE(server_.running());
     server_.configure(env_);
     storeHostIdentity();
   }
+  // Lets asynchronous completions of answers already journaled run.
+  static void settle() { RunLoop::main().runFor(0.3); }
   // The deciphered bodies posted to endpoint so far.
   std::vector<Json> bodiesFor(const std::string& endpoint) const {
     std::vector<Json> bodies;
     for (const Json& entry : server_.entriesFor(endpoint)) bodies.push_back(entry["body"]);
     return bodies;
   }
-  TestEnv env_;
   ReferenceServer server_;
 };
 
