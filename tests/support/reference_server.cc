@@ -155,8 +155,8 @@ bool ReferenceServer::waitForEntries(const std::string& endpoint, std::size_t co
   return true;
 }
 
-bool ReferenceServer::setFault(const std::string& spec) const {
-  return control("/__control/fault", Json{{"spec", spec}}.dump());
+bool ReferenceServer::setFault(const std::string& rule) const {
+  return control("/__control/fault", Json{{"fault", rule}}.dump());
 }
 
 bool ReferenceServer::clearFaults() const {

@@ -47,9 +47,9 @@ class ReferenceServer {
   bool waitForEntries(const std::string& endpoint, std::size_t count,
                       double timeoutSeconds = 10) const;
 
-  // Changes faults while the server runs (spec as for --fault, "E:none"
+  // Changes faults while the server runs (rule as for --fault, "E:none"
   // clears one). Returns whether the server accepted it.
-  bool setFault(const std::string& spec) const;
+  bool setFault(const std::string& rule) const;
   bool clearFaults() const;
 
   const std::string& journalPath() const { return journalPath_; }

@@ -263,12 +263,12 @@ TEST(QdxServerOptionsTest, FlagsAreParsedAndBadOnesExplained) {
 TEST(QdxServerOptionsTest, FaultPlanPrefersTheEndpointOverTheWildcard) {
   server::FaultPlan plan;
   std::string error;
-  plan.apply(*server::parseFaultSpec("*:garbage", error));
-  plan.apply(*server::parseFaultSpec("reg_dev:retcode:-3", error));
+  plan.apply(*server::parseFaultRule("*:garbage", error));
+  plan.apply(*server::parseFaultRule("reg_dev:retcode:-3", error));
   EXPECT_EQ(plan.faultFor("reg_dev")->kind, server::FaultKind::kRetcode);
   EXPECT_EQ(plan.faultFor("reg_dev")->arg, -3);
   EXPECT_EQ(plan.faultFor("report_event")->kind, server::FaultKind::kGarbage);
-  plan.apply(*server::parseFaultSpec("*:none", error));
+  plan.apply(*server::parseFaultRule("*:none", error));
   EXPECT_FALSE(plan.faultFor("report_event").has_value());
   EXPECT_EQ(plan.describe(), Json({{"reg_dev", "retcode:-3"}}));
 }

@@ -61,8 +61,11 @@ std::unique_ptr<DemoServer> DemoServer::start(const std::string& binary, std::in
   posix_spawn_file_actions_addclose(&actions, out[1]);
 
   const std::string app = std::to_string(appId) + ":" + appKey;
-  std::vector<std::string> args = {binary,  "--port",    "0", "--app",
-                                   app,     "--journal", server->journalPath_};
+  // --exit-with-parent: the server ends with the demo even when the demo is
+  // killed before it can stop the server itself.
+  std::vector<std::string> args = {binary, "--port",    "0",
+                                   "--app", app,        "--journal",
+                                   server->journalPath_, "--exit-with-parent"};
   std::vector<char*> argv;
   for (auto& arg : args) argv.push_back(arg.data());
   argv.push_back(nullptr);

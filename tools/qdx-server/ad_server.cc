@@ -116,9 +116,9 @@ bool answerWithFailure(const std::optional<Fault>& fault, httplib::Response& res
 
 AdServer::AdServer(ServerOptions options) : options_(std::move(options)) {
   journal_ = std::make_unique<Journal>(options_.journalPath);
-  for (const std::string& spec : options_.faults) {
+  for (const std::string& rule : options_.faults) {
     std::string error;
-    if (auto parsed = parseFaultSpec(spec, error)) faults_.apply(*parsed);
+    if (auto parsed = parseFaultRule(rule, error)) faults_.apply(*parsed);
   }
 }
 
@@ -336,10 +336,10 @@ void AdServer::handleControl(const httplib::Request& req, httplib::Response& res
     if (json::member(request, "clear") == Json(true)) {
       faults_.clear();
     } else {
-      auto spec = json::asString(json::member(request, "spec"));
-      std::string error = "expected {\"spec\": \"ENDPOINT:KIND[:ARG]\"} or {\"clear\": true}";
-      std::optional<FaultSpec> parsed;
-      if (spec) parsed = parseFaultSpec(*spec, error);
+      auto rule = json::asString(json::member(request, "fault"));
+      std::string error = "expected {\"fault\": \"ENDPOINT:KIND[:ARG]\"} or {\"clear\": true}";
+      std::optional<FaultRule> parsed;
+      if (rule) parsed = parseFaultRule(*rule, error);
       if (!parsed) {
         setJson(res, Json{{"ok", false}, {"error", error}}, 400);
         return;

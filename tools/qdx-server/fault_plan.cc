@@ -34,16 +34,16 @@ std::string kindName(const Fault& fault) {
 
 }  // namespace
 
-std::optional<FaultSpec> parseFaultSpec(const std::string& spec, std::string& error) {
+std::optional<FaultRule> parseFaultRule(const std::string& rule, std::string& error) {
   // The endpoint may itself hold no colon; the kind and its argument follow.
-  auto first = spec.find(':');
+  auto first = rule.find(':');
   if (first == std::string::npos || first == 0) {
     error = "expected ENDPOINT:KIND[:ARG]";
     return std::nullopt;
   }
-  FaultSpec result;
-  result.endpoint = spec.substr(0, first);
-  std::string rest = spec.substr(first + 1);
+  FaultRule result;
+  result.endpoint = rule.substr(0, first);
+  std::string rest = rule.substr(first + 1);
   std::string kind = rest;
   std::string arg;
   auto second = rest.find(':');
@@ -51,7 +51,7 @@ std::optional<FaultSpec> parseFaultSpec(const std::string& spec, std::string& er
     kind = rest.substr(0, second);
     arg = rest.substr(second + 1);
   }
-  auto needsArg = [&](FaultKind k, double low, double high) -> std::optional<FaultSpec> {
+  auto needsArg = [&](FaultKind k, double low, double high) -> std::optional<FaultRule> {
     auto value = parseNumber(arg);
     if (!value || *value < low || *value > high) {
       error = kind + " wants a number argument";
@@ -60,7 +60,7 @@ std::optional<FaultSpec> parseFaultSpec(const std::string& spec, std::string& er
     result.fault = Fault{k, *value};
     return result;
   };
-  auto noArg = [&](FaultKind k) -> std::optional<FaultSpec> {
+  auto noArg = [&](FaultKind k) -> std::optional<FaultRule> {
     if (!arg.empty()) {
       error = kind + " takes no argument";
       return std::nullopt;
@@ -80,12 +80,12 @@ std::optional<FaultSpec> parseFaultSpec(const std::string& spec, std::string& er
   return std::nullopt;
 }
 
-void FaultPlan::apply(const FaultSpec& spec) {
+void FaultPlan::apply(const FaultRule& rule) {
   std::lock_guard<std::mutex> lock(mutex_);
-  if (spec.fault) {
-    faults_[spec.endpoint] = *spec.fault;
+  if (rule.fault) {
+    faults_[rule.endpoint] = *rule.fault;
   } else {
-    faults_.erase(spec.endpoint);
+    faults_.erase(rule.endpoint);
   }
 }
 

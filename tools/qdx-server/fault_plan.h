@@ -28,20 +28,20 @@ struct Fault {
 // Parses "ENDPOINT:KIND[:ARG]". The endpoint is a POST endpoint name
 // ("reg_dev"), an asset path under /qdx/ ("images/close120.png") or "*" for
 // everything under /qdx/. KIND "none" clears the endpoint's fault (the
-// result then holds no fault). Returns nullopt with error set when the spec
+// result then holds no fault). Returns nullopt with error set when the rule
 // is malformed.
-struct FaultSpec {
+struct FaultRule {
   std::string endpoint;
   std::optional<Fault> fault;
 };
-std::optional<FaultSpec> parseFaultSpec(const std::string& spec, std::string& error);
+std::optional<FaultRule> parseFaultRule(const std::string& rule, std::string& error);
 
 // The faults in force. Thread-safe: request handlers read it while the
 // control endpoint changes it.
 class FaultPlan {
  public:
-  // Applies a parsed spec (sets or clears one endpoint).
-  void apply(const FaultSpec& spec);
+  // Applies a parsed rule (sets or clears one endpoint).
+  void apply(const FaultRule& rule);
   void clear();
   // The fault for endpoint: its own, else the "*" one, else none.
   std::optional<Fault> faultFor(const std::string& endpoint) const;

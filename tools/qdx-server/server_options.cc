@@ -26,7 +26,7 @@ std::string serverUsage() {
          ")\n"
          "  --journal FILE  JSON-lines journal of every request (default: a new temp file)\n"
          "  --catalog N     apps in every ad list (default 5)\n"
-         "  --fault SPEC    ENDPOINT is an endpoint name, an asset path or *;\n"
+         "  --fault RULE    ENDPOINT is an endpoint name, an asset path or *;\n"
          "                  KIND is retcode:N, garbage, http:STATUS, delay:SECONDS,\n"
          "                  drop, plaintext-data, no-data or none (repeatable);\n"
          "                  image paths (e.g. images/close120.png) take garbage,\n"
@@ -84,7 +84,7 @@ std::optional<ServerOptions> parseServerOptions(const std::vector<std::string>& 
       options.catalogSize = *size;
     } else if (flag == "--fault") {
       std::string faultError;
-      if (!parseFaultSpec(value, faultError).has_value()) {
+      if (!parseFaultRule(value, faultError).has_value()) {
         error = "--fault " + value + ": " + faultError;
         return std::nullopt;
       }
