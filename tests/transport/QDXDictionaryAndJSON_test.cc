@@ -7,7 +7,7 @@
 #include <cmath>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 
 #include "sdk/QDXLog.h"
 #include "support/test_env.h"
@@ -17,115 +17,74 @@ namespace {
 
 using Codec = QDXDictionaryAndJSON;
 
-TEST(JsonWriting, NilAndRoundTrip) {
+TEST(JsonWriting, NilRoundTripAndUnwritableValues) {
   TestEnv env;
+  QDXLog::setDebug(false);
   EXPECT_FALSE(Codec::jsonDataFromObjectDic(nullptr).has_value());
   EXPECT_EQ("", Codec::jsonStringFromObjectDic(nullptr));
   EXPECT_TRUE(env.logLines().empty());
 
-  Json dic = {{"name", "值 é"}, {"n", 12}, {"f", 0.25}, {"ok", true}, {"list", {1, "a"}},
-              {"inner", {{"k", nullptr}}}};
+  Json dic = {{"name", "值 é"}, {"f", 0.25}, {"list", {1, "a", true}}, {"inner", {{"k", nullptr}}}};
   std::optional<std::string> text = Codec::jsonStringFromObjectDic(dic);
-  ASSERT_TRUE(text.has_value());
   EXPECT_EQ(text, Codec::jsonDataFromObjectDic(dic));
-  EXPECT_NE(std::string::npos, text->find("\n  \"name\"")) << "pretty-printed, one member per line";
-  EXPECT_NE(std::string::npos, text->find("值 é")) << "UTF-8, not escaped";
+  EXPECT_NE(std::string::npos, text.value_or("").find("\n  \"name\"")) << "pretty-printed";
+  EXPECT_NE(std::string::npos, text.value_or("").find("值 é")) << "UTF-8, not escaped";
   EXPECT_EQ(dic, Codec::dictionaryFromJsonString(text));
-  EXPECT_EQ("[]", Codec::jsonStringFromObjectDic(Json::array()));
-}
 
-TEST(JsonWriting, UnwritableValuesLogAlways) {
-  TestEnv env;
-  QDXLog::setDebug(false);
-  Json badText = {{"name", std::string("\xFF\xFE")}};
-  EXPECT_FALSE(Codec::jsonStringFromObjectDic(badText).has_value());
-  EXPECT_FALSE(Codec::jsonDataFromObjectDic(badText).has_value());
-  Json notANumber = {{"x", {1.0, std::nan("")}}};
-  EXPECT_FALSE(Codec::jsonDataFromObjectDic(notANumber).has_value());
-  EXPECT_FALSE(Codec::jsonDataFromObjectDic("just a string").has_value());
-  EXPECT_EQ(4u, env.logCount("字典转JSON失败："));
+  // Text that is not UTF-8, NaN and a bare string cannot be written; the
+  // failure is logged whatever the debug switch says.
+  for (const Json& bad : {Json{{"name", std::string("\xFF\xFE")}}, Json{{"x", {1.0, std::nan("")}}},
+                          Json("just a string")}) {
+    EXPECT_FALSE(Codec::jsonStringFromObjectDic(bad).has_value()) << bad.dump(-1, ' ', true);
+  }
+  EXPECT_EQ(3u, env.logCount("字典转JSON失败："));
   for (const std::string& line : env.logLines()) EXPECT_EQ(0u, line.find("字典转JSON失败："));
 }
 
-TEST(JsonReading, NilEmptyAndFailures) {
+TEST(JsonReading, NilEmptyFailuresAndDepth) {
   TestEnv env;
   QDXLog::setDebug(false);
   EXPECT_TRUE(Codec::dictionaryFromJsonString(std::nullopt).is_null());
   EXPECT_TRUE(Codec::dictionaryFromJsonString("").is_null());
-  EXPECT_TRUE(env.logLines().empty()) << "nil and empty are silent";
+  EXPECT_TRUE(Codec::objectFromJsonData("{", true).is_null());
+  EXPECT_EQ(12, Codec::objectFromJsonData("12", true));
+  EXPECT_TRUE(env.logLines().empty()) << "nil, empty and the silent parse say nothing";
 
-  EXPECT_TRUE(Codec::dictionaryFromJsonString("{\"a\":").is_null());
-  EXPECT_TRUE(Codec::dictionaryFromJsonString("garbage").is_null());
-  // Without fragments a top-level scalar is refused.
-  EXPECT_TRUE(Codec::dictionaryFromJsonString("12").is_null());
+  // A top-level scalar is refused without fragments; too deep a text is
+  // refused rather than overflowing the stack.
+  const std::string deep = std::string(100000, '[') + std::string(100000, ']');
+  for (const std::string bad : {std::string("{\"a\":"), std::string("12"), deep}) {
+    EXPECT_TRUE(Codec::dictionaryFromJsonString(bad).is_null()) << bad.substr(0, 8);
+  }
   EXPECT_EQ(3u, env.logCount("QDXDictionaryAndJSON：JSON解析失败："));
-  ASSERT_FALSE(env.logLines().empty());
   EXPECT_GT(env.logLines()[0].size(), std::string("QDXDictionaryAndJSON：JSON解析失败：").size())
       << "the parser's message follows";
-
-  Json object = Codec::dictionaryFromJsonString(" {\"a\":[1,{\"b\":null}]} ");
-  EXPECT_EQ(1, object["a"][0]);
-}
-
-TEST(JsonReading, SilentParseAndFragments) {
-  TestEnv env;
-  EXPECT_EQ(12, Codec::objectFromJsonData("12", true));
-  EXPECT_EQ("s", Codec::objectFromJsonData("\"s\"", true));
-  EXPECT_TRUE(Codec::objectFromJsonData("12", false).is_null());
-  EXPECT_TRUE(Codec::objectFromJsonData("{", true).is_null());
-  EXPECT_TRUE(Codec::objectFromJsonData(std::nullopt).is_null());
-  EXPECT_EQ(Json::array({1}), Codec::objectFromJsonData("[1]"));
-  EXPECT_TRUE(env.logLines().empty());
-}
-
-TEST(JsonReading, DeepNestingIsRefusedNotOverflowed) {
-  TestEnv env;
-  std::string deep = std::string(100000, '[') + std::string(100000, ']');
-  EXPECT_TRUE(Codec::dictionaryFromJsonString(deep).is_null());
-  EXPECT_TRUE(Codec::objectFromJsonData(deep, true).is_null());
-  std::string fine = std::string(500, '[') + std::string(500, ']');
-  EXPECT_TRUE(Codec::dictionaryFromJsonString(fine).is_array());
+  EXPECT_TRUE(Codec::dictionaryFromJsonString(std::string(500, '[') + std::string(500, ']')).is_array());
   // Brackets inside strings do not count.
-  std::string quoted = "[\"" + std::string(2000, '[') + "\\\"\"]";
-  EXPECT_TRUE(Codec::dictionaryFromJsonString(quoted).is_array());
+  EXPECT_TRUE(Codec::dictionaryFromJsonString("[\"" + std::string(2000, '[') + "\\\"\"]").is_array());
 }
 
-std::string readFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream bytes;
-  bytes << in.rdbuf();
-  return bytes.str();
-}
-
-// y_ files parse, n_ files are refused, i_ files may go either way; none
-// may crash or hang.
+// Every n_ file of a public conformance corpus is refused and every y_ file
+// that holds an array or an object parses: the checks made before parsing
+// (zero bytes, depth) neither let bad texts through nor refuse good ones.
 TEST(JsonConformance, ParsingCorpus) {
   TestEnv env;
   const std::filesystem::path dir =
       std::filesystem::path(QDX_SHARED_TESTDATA) / "JSONTestSuite" / "test_parsing";
-  ASSERT_TRUE(std::filesystem::is_directory(dir)) << dir;
-  int accepted = 0;
-  int refused = 0;
+  int checked = 0;
   for (const auto& entry : std::filesystem::directory_iterator(dir)) {
     const std::string name = entry.path().filename().string();
-    const std::string text = readFile(entry.path());
-    Json fragment = Codec::objectFromJsonData(text, true);
-    Json dictionary = Codec::dictionaryFromJsonString(text);
-    const bool isNullLiteral = text.find("null") != std::string::npos && text.size() <= 8;
-    if (name.rfind("y_", 0) == 0) {
-      EXPECT_TRUE(!fragment.is_null() || isNullLiteral) << name;
-      if (fragment.is_structured()) {
-        EXPECT_EQ(fragment, dictionary) << name;
-      }
-      ++accepted;
-    } else if (name.rfind("n_", 0) == 0) {
-      EXPECT_TRUE(fragment.is_null()) << name;
-      EXPECT_TRUE(dictionary.is_null()) << name;
-      ++refused;
+    std::ifstream in(entry.path(), std::ios::binary);
+    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const std::size_t first = text.find_first_not_of(" \t\r\n");
+    const bool structured = first != std::string::npos && (text[first] == '[' || text[first] == '{');
+    if (name.rfind("n_", 0) == 0) EXPECT_TRUE(Codec::dictionaryFromJsonString(text).is_null()) << name;
+    if (name.rfind("y_", 0) == 0 && structured) {
+      EXPECT_FALSE(Codec::dictionaryFromJsonString(text).is_null()) << name;
     }
+    ++checked;
   }
-  EXPECT_GT(accepted, 90);
-  EXPECT_GT(refused, 180);
+  EXPECT_GT(checked, 300);
 }
 
 }  // namespace
