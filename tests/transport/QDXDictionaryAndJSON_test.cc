@@ -1,13 +1,11 @@
-// The JSON codec: nil rules, the two always-logged failures, and a public
-// conformance corpus.
+// The JSON codec: nil rules, the two always-logged failures, and the checks
+// made before parsing. Whatever text parses or not without a fault: the
+// json_codec fuzz target and its corpus.
 #include "transport/QDXDictionaryAndJSON.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "sdk/QDXLog.h"
 #include "support/test_env.h"
@@ -53,7 +51,7 @@ TEST(JsonReading, NilEmptyFailuresAndDepth) {
   // A top-level scalar is refused without fragments; too deep a text is
   // refused rather than overflowing the stack.
   const std::string deep = std::string(100000, '[') + std::string(100000, ']');
-  for (const std::string bad : {std::string("{\"a\":"), std::string("12"), deep}) {
+  for (const std::string& bad : {std::string("{\"a\":"), std::string("12"), deep}) {
     EXPECT_TRUE(Codec::dictionaryFromJsonString(bad).is_null()) << bad.substr(0, 8);
   }
   EXPECT_EQ(3u, env.logCount("QDXDictionaryAndJSON：JSON解析失败："));
@@ -62,29 +60,6 @@ TEST(JsonReading, NilEmptyFailuresAndDepth) {
   EXPECT_TRUE(Codec::dictionaryFromJsonString(std::string(500, '[') + std::string(500, ']')).is_array());
   // Brackets inside strings do not count.
   EXPECT_TRUE(Codec::dictionaryFromJsonString("[\"" + std::string(2000, '[') + "\\\"\"]").is_array());
-}
-
-// Every n_ file of a public conformance corpus is refused and every y_ file
-// that holds an array or an object parses: the checks made before parsing
-// (zero bytes, depth) neither let bad texts through nor refuse good ones.
-TEST(JsonConformance, ParsingCorpus) {
-  TestEnv env;
-  const std::filesystem::path dir =
-      std::filesystem::path(QDX_SHARED_TESTDATA) / "JSONTestSuite" / "test_parsing";
-  int checked = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(dir)) {
-    const std::string name = entry.path().filename().string();
-    std::ifstream in(entry.path(), std::ios::binary);
-    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    const std::size_t first = text.find_first_not_of(" \t\r\n");
-    const bool structured = first != std::string::npos && (text[first] == '[' || text[first] == '{');
-    if (name.rfind("n_", 0) == 0) EXPECT_TRUE(Codec::dictionaryFromJsonString(text).is_null()) << name;
-    if (name.rfind("y_", 0) == 0 && structured) {
-      EXPECT_FALSE(Codec::dictionaryFromJsonString(text).is_null()) << name;
-    }
-    ++checked;
-  }
-  EXPECT_GT(checked, 300);
 }
 
 }  // namespace

@@ -45,9 +45,7 @@ TEST(HttpRequest, MissingValues) {
   EXPECT_TRUE(QDXHttpRequest().getDictionaryWithRequsetString("CAFE").is_null());  // no channel
   QDXUserDefaults::saveToLocal("AppStore", "QDX_CHANNEL");
   QDXUserDefaults::removeObjectFromLocal("QDX_APP_ID");
-  EXPECT_TRUE(QDXHttpRequest().getDictionaryWithRequsetString(std::nullopt).is_null());
-  QDXUserDefaults::saveToLocal(10086, "QDX_APP_ID");
-  EXPECT_TRUE(QDXHttpRequest().getDictionaryWithRequsetString(std::nullopt).is_object());
+  EXPECT_TRUE(QDXHttpRequest().getDictionaryWithRequsetString(std::nullopt).is_null());  // no app id
 }
 
 }  // namespace

@@ -60,7 +60,7 @@ TEST(CipherLayout, SizePadAndRoundTripForEveryLength) {
     ASSERT_EQ(std::string::npos, hex.find_first_not_of("0123456789ABCDEF")) << "uppercase hex";
     ASSERT_EQ(text, decipherWithKey(hex, kKey)) << n;
   }
-  for (const std::string text : {"{\"name\":\"微信 支付\"}", "😀 emoji\t\r\n"}) {
+  for (const char* text : {"{\"name\":\"微信 支付\"}", "😀 emoji\t\r\n"}) {
     EXPECT_EQ(text, decipherWithKey(encipherWithKey(text, kKey), kKey));
   }
 }
@@ -100,7 +100,7 @@ TEST(CipherKeys, ShortKeysUnitsAndTheKeyLoader) {
   EXPECT_EQ("", encipherWithKey("text", "fifteen-chars!!"));
   // Key characters are UTF-16 units, low 8 bits: "é" is U+00E9, "值" U+503C,
   // "😀" the pair D83D DE00; bytes that are not UTF-8 read as U+FFFD.
-  EXPECT_EQ(std::string("\xE9\x3C\x3D\x00a\xFD", 6), cipher::keyUnits("é值😀a\xFF"));
+  EXPECT_EQ(std::string("\xE9\x3C\x3D\x00" "a\xFD", 6), cipher::keyUnits("é值😀a\xFF"));
   // Only the first 16 characters are key bytes.
   EXPECT_EQ("text", decipherWithKey(encipherWithKey("text", kKey + "IGNORED"), kKey));
 

@@ -139,6 +139,9 @@ bool AdServer::start(std::string& error) {
   // Clients keep connections alive per thread; give every one a worker.
   http_->new_task_queue = [] { return new httplib::ThreadPool(32); };
   http_->set_keep_alive_timeout(2);
+  // Not the library's default of 5 requests: a client's connection lasts
+  // as long as it keeps using it.
+  http_->set_keep_alive_max_count(100000);
   // Headers and body go out in separate writes; without this, Nagle's
   // algorithm holds the body until the client's delayed ACK (~40 ms).
   http_->set_tcp_nodelay(true);
