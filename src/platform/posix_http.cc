@@ -89,6 +89,11 @@ HttpResponse perform(CURL* curl, const HttpRequest& request, const std::string& 
     timeoutMs = static_cast<long>(std::ceil(request.timeoutSeconds * 1000.0));
   }
   curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, timeoutMs);
+  // Redirects are followed, as the platform's URL loading does, but only
+  // to HTTP(S) and not forever.
+  curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 1L);
+  curl_easy_setopt(curl, CURLOPT_MAXREDIRS, 16L);
+  curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
   curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L);
   curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 2L);
   if (!caFile.empty()) curl_easy_setopt(curl, CURLOPT_CAINFO, caFile.c_str());

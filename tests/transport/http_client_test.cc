@@ -175,6 +175,10 @@ TEST_F(HttpClientTest, DownloadGivesTheWholeImageAndNoErrorPages) {
   EXPECT_GT(png->size(), 1000u);
 
   EXPECT_FALSE(client().downloadImageFromString(assets + "images/no_such.png"));
+  // A redirect is followed to the image.
+  ASSERT_TRUE(server_.setFault("images/close120.png:moved"));
+  std::optional<std::string> moved = client().downloadImageFromString(assets + "images/close120.png");
+  EXPECT_EQ(moved.value_or("").substr(0, 4), "\x89PNG");
   ASSERT_TRUE(server_.setFault("images/close120.png:http:503"));
   EXPECT_FALSE(client().downloadImageFromString(assets + "images/close120.png"));
 }

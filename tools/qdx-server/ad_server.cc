@@ -81,6 +81,7 @@ std::string faultName(const std::optional<Fault>& fault) {
     case FaultKind::kDrop: return "drop";
     case FaultKind::kPlaintextData: return "plaintext-data";
     case FaultKind::kNoData: return "no-data";
+    case FaultKind::kMoved: return "moved";
   }
   return "";
 }
@@ -296,6 +297,8 @@ Json AdServer::answerFor(const std::string& endpoint, const Json& body, const st
 void AdServer::handleGet(const httplib::Request& req, httplib::Response& res) {
   const std::string path = req.matches[1];
   std::optional<Fault> fault = faults_.faultFor(path);
+  // The target of a "moved" redirect is served as if no fault were set.
+  if (fault && fault->kind == FaultKind::kMoved && req.has_param("moved")) fault.reset();
   Json entry = Json::object();
   entry["method"] = "GET";
   entry["endpoint"] = path;
@@ -314,6 +317,8 @@ void AdServer::handleGet(const httplib::Request& req, httplib::Response& res) {
     res.set_content("not a PNG", "image/png");
   } else if (fault && fault->kind == FaultKind::kHttpStatus) {
     answerWithFailure(fault, res);
+  } else if (fault && fault->kind == FaultKind::kMoved) {
+    res.set_redirect("/qdx/" + path + "?moved", 302);
   } else if (auto png = artwork_.pngFor(path, options_.catalogSize)) {
     res.status = 200;
     res.set_content(*png, "image/png");
