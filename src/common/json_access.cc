@@ -70,7 +70,13 @@ std::string describe(const Json& value) {
   if (value.is_null()) return "(null)";
   if (value.is_string()) return value.get<std::string>();
   if (value.is_boolean()) return value.get<bool>() ? "1" : "0";
-  return value.dump(-1, ' ', false, Json::error_handler_t::replace);
+  std::string text = value.dump(-1, ' ', false, Json::error_handler_t::replace);
+  // A whole-valued float reads "123", as the platform writes it, not "123.0":
+  // it may key a stored value or enter a signature.
+  if (value.is_number_float() && text.size() > 2 && text.compare(text.size() - 2, 2, ".0") == 0) {
+    text.resize(text.size() - 2);
+  }
+  return text;
 }
 
 }  // namespace qdx::json

@@ -35,8 +35,8 @@ std::optional<std::string> stringMember(const Json& value, const std::string& ke
 std::size_t count(const Json& value);
 
 // The platform's "%@" description of a value: strings as they are, numbers
-// in their shortest form, booleans as 1 or 0, null as "(null)", containers
-// as compact JSON text.
+// in their shortest form (123.0 as "123"), booleans as 1 or 0, null as
+// "(null)", containers as compact JSON text.
 std::string describe(const Json& value);
 
 }  // namespace qdx::json

@@ -43,46 +43,32 @@ class AdRequest : public ::testing::Test {
   std::shared_ptr<ViewController> root_ = std::make_shared<ViewController>();
 };
 
-TEST_F(AdRequest, AMiddleBannerIsCentredOnItsViewIgnoringBothMargins) {
-  auto view = std::make_shared<View>(Rect(0, 0, 320, 500));
-  auto request = QDXADRequest::initWithBannerType(2, 100, 100, view);
-  // 250 - 320 * 110 / 720 / 2
-  EXPECT_FLOAT_EQ(request->marginTop(), static_cast<float>(250 - 320.0 * 110 / 720 / 2));
-  EXPECT_NEAR(request->marginTop(), 225.5556, 1e-3);
-  EXPECT_EQ(request->adType(), 1);
-  EXPECT_EQ(request->bannerType(), 2);
-  EXPECT_EQ(request->adContainer(), view);
-}
-
-TEST_F(AdRequest, AMiddleBannerWithoutAViewGetsANegativeMargin) {
-  auto request = QDXADRequest::initWithBannerType(2, 0, 0, nullptr);
-  EXPECT_NEAR(request->marginTop(), -24.4444, 1e-3);
-  EXPECT_EQ(request->adContainer(), nullptr);  // no windows: no top controller
-}
-
-TEST_F(AdRequest, ABottomBannerIsPlacedByTheScreenWhateverTheView) {
-  auto small = std::make_shared<View>(Rect(0, 0, 320, 200));
-  auto request = QDXADRequest::initWithBannerType(3, 77, 10, small);
-  EXPECT_FLOAT_EQ(request->marginTop(), static_cast<float>(568 - 320.0 * 110 / 720 - 10));
-  EXPECT_NEAR(request->marginTop(), 509.1111, 1e-3);
-}
-
-TEST_F(AdRequest, UnknownBannerTypesArePlacedLikeBottomButKeepTheirValue) {
-  for (int type : {0, 4}) {
-    auto request = QDXADRequest::initWithBannerType(type, 5, 10, std::make_shared<View>());
-    EXPECT_NEAR(request->marginTop(), 509.1111, 1e-3) << type;
-    EXPECT_EQ(request->bannerType(), type);
-    EXPECT_EQ(slotLabel(request->adType(), request->bannerType()), std::nullopt);
+// On a 320 x 568 screen the banner is 320 * 110 / 720 = 48.888... high.
+TEST_F(AdRequest, BannerMarginFollowsTheBannerType) {
+  struct Case {
+    std::int32_t bannerType;
+    float marginTop, marginBottom;
+    double viewHeight;  // < 0: no view given
+    double expected;
+  };
+  const Case cases[] = {
+      {1, 64.5f, 999, 500, 64.5},       // top: margin top as given
+      {2, 100, 100, 500, 225.5556},     // middle: 250 - 48.888 / 2, margins ignored
+      {2, 0, 0, -1, -24.4444},          // middle without a view: negative
+      {3, 77, 10, 200, 509.1111},       // bottom: 568 - 48.888 - 10, whatever the view
+      {0, 5, 10, 500, 509.1111},        // unknown types: like bottom
+      {4, 5, 10, 500, 509.1111},
+  };
+  for (const Case& c : cases) {
+    auto view = c.viewHeight < 0 ? nullptr : std::make_shared<View>(Rect(0, 0, 320, c.viewHeight));
+    if (view) view->setUserInteractionEnabled(false);
+    auto request = QDXADRequest::initWithBannerType(c.bannerType, c.marginTop, c.marginBottom, view);
+    EXPECT_NEAR(request->marginTop(), c.expected, 1e-3) << c.bannerType;
+    EXPECT_EQ(request->adType(), 1);
+    EXPECT_EQ(request->bannerType(), c.bannerType) << "kept even when unknown";
+    EXPECT_EQ(request->adContainer(), view);
+    if (view) EXPECT_TRUE(view->isUserInteractionEnabled());
   }
-}
-
-TEST_F(AdRequest, ATopBannerKeepsItsMarginAndSwitchesTheContainerOn) {
-  auto view = std::make_shared<View>(Rect(0, 0, 320, 500));
-  view->setUserInteractionEnabled(false);
-  auto request = QDXADRequest::initWithBannerType(1, 64.5f, 999, view);
-  EXPECT_EQ(request->marginTop(), 64.5f);
-  EXPECT_TRUE(view->isUserInteractionEnabled());
-  EXPECT_EQ(slotLabel(1, 1), "banner上部展示");
 }
 
 TEST_F(AdRequest, TheTypeInitialiserSetsBannerFieldsOnlyForBanners) {
@@ -97,18 +83,12 @@ TEST_F(AdRequest, TheTypeInitialiserSetsBannerFieldsOnlyForBanners) {
   auto banner = QDXADRequest::initWithADType(1);
   EXPECT_EQ(banner->bannerType(), 1);
   EXPECT_EQ(banner->marginTop(), 0);
-}
-
-TEST_F(AdRequest, WithoutAViewTheContainerIsTheTopControllersView) {
-  installHostWindow();
-  auto request = QDXADRequest::initWithBannerType(1, 0, 0, nullptr);
-  EXPECT_EQ(request->adContainer(), root_->view());
+  EXPECT_EQ(QDXADRequest::initWithBannerType(1, 0, 0, nullptr)->adContainer(), root_->view());
 }
 
 TEST_F(AdRequest, NoDelegateWindowAndNoWindowsGiveNoController) {
   EXPECT_EQ(QDXADRequest::getCurrentVC(), nullptr);
-  auto request = QDXADRequest::initWithADType(1);
-  EXPECT_EQ(request->adContainer(), nullptr);
+  EXPECT_EQ(QDXADRequest::initWithADType(1)->adContainer(), nullptr);
 }
 
 TEST_F(AdRequest, ANonNormalDelegateWindowGivesWayToTheFirstNormalWindow) {
@@ -118,15 +98,14 @@ TEST_F(AdRequest, ANonNormalDelegateWindowGivesWayToTheFirstNormalWindow) {
   auto statusBar = std::make_shared<Window>();
   statusBar->setWindowLevel(kit::WindowLevelStatusBar);
   auto normal = std::make_shared<Window>();
-  auto normalRoot = std::make_shared<ViewController>();
-  normal->setRootViewController(normalRoot);
+  normal->setRootViewController(root_);
   auto& app = Application::sharedApplication();
   app.addWindow(statusBar);
   app.addWindow(normal);
   auto delegate = std::make_shared<ApplicationDelegate>();
   delegate->window = overlay;
   app.setDelegate(delegate);
-  EXPECT_EQ(QDXADRequest::getCurrentVC(), normalRoot);
+  EXPECT_EQ(QDXADRequest::getCurrentVC(), root_);
 
   // With no normal window at all the delegate's window is kept.
   app.removeWindow(normal);
@@ -146,14 +125,15 @@ TEST_F(AdRequest, AViewControllerAfterTheFirstWindowWinsOverTheChosenWindow) {
   EXPECT_EQ(QDXADRequest::getCurrentVC(), responderVC);
 
   // A next responder that is no view controller falls back to the root.
-  auto plain = std::make_shared<View>();
-  first->setNextResponder(plain);
+  first->setNextResponder(std::make_shared<View>());
   EXPECT_EQ(QDXADRequest::getCurrentVC(), root_);
 }
 
 TEST(SlotLabels, FollowTheAdTypeTable) {
+  EXPECT_EQ(slotLabel(1, 1), "banner上部展示");
   EXPECT_EQ(slotLabel(1, 2), "banner中部展示");
   EXPECT_EQ(slotLabel(1, 3), "banner下部展示");
+  for (std::int32_t bannerType : {0, 4}) EXPECT_EQ(slotLabel(1, bannerType), std::nullopt);
   EXPECT_EQ(slotLabel(4, 0), "推荐墙展示");
   EXPECT_EQ(slotLabel(9, 0), "自定义U位-图文形式");
   EXPECT_EQ(slotLabel(6, 0), std::nullopt);
