@@ -1,6 +1,7 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -20,57 +21,44 @@ void writeFile(const std::string& path, const std::string& bytes) {
   out << bytes;
 }
 
-// Puts raw text under key, bypassing the store's encoding.
-void putRawValue(const std::string& databasePath, const std::string& key,
-                 const std::string& text) {
-  sqlite3* db = nullptr;
-  ASSERT_EQ(sqlite3_open(databasePath.c_str(), &db), SQLITE_OK);
-  std::string sql = "INSERT OR REPLACE INTO preferences(key, value) VALUES('" + key + "', '" +
-                    text + "')";
-  ASSERT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
-  sqlite3_close(db);
-}
-
-TEST(SqliteKeyValueStoreTest, KeysAreSortedAndReopeningKeepsThem) {
+TEST(SqliteKeyValueStoreTest, UnusualKeysAndValuesRoundTripAndSurviveReopening) {
   TestEnv env;
-  std::string path = env.tempRoot() + "/prefs.sqlite";
+  const std::string path = env.tempRoot() + "/prefs.sqlite";
+  const std::string keys[] = {"", "'; DROP TABLE preferences; --", "中文键", "a\nb"};
   {
     SqliteKeyValueStore store(path);
-    store.set("b", 1);
-    store.set("a", "x");
-    store.set("QDX_C", Json::object());
-    EXPECT_EQ(store.keys(), (std::vector<std::string>{"QDX_C", "a", "b"}));
+    for (const std::string& key : keys) store.set(key, "v:" + key);
+    store.set("big", std::string(1 << 20, 'x'));
+    // Invalid UTF-8 cannot be kept as text; it is saved mangled, never thrown.
+    store.set("bytes", std::string("\xff\xfe", 2));
   }
   SqliteKeyValueStore reopened(path);
-  EXPECT_EQ(reopened.keys(), (std::vector<std::string>{"QDX_C", "a", "b"}));
-  EXPECT_EQ(reopened.get("QDX_C"), Json::object());
+  for (const std::string& key : keys) EXPECT_EQ(reopened.get(key), "v:" + key) << key;
+  EXPECT_EQ(reopened.get("big").get<std::string>().size(), std::size_t{1} << 20);
+  EXPECT_TRUE(reopened.get("bytes").is_string());
+  const std::vector<std::string> stored = reopened.keys();
+  EXPECT_EQ(stored.size(), 6u);
+  EXPECT_TRUE(std::is_sorted(stored.begin(), stored.end()));
 }
 
-TEST(SqliteKeyValueStoreTest, UnusualKeysAndStringsRoundTrip) {
+// A file that is no database (or a damaged one) is set aside and replaced,
+// with one line each, and the store works on.
+TEST(SqliteStoresTest, GarbageDatabasesAreReplacedWithOneLogLineEach) {
   TestEnv env;
-  SqliteKeyValueStore store(env.tempRoot() + "/prefs.sqlite");
-  const std::string keys[] = {"", "'; DROP TABLE preferences; --", "中文键", "a\nb"};
-  for (const std::string& key : keys) {
-    store.set(key, "v:" + key);
-    EXPECT_EQ(store.get(key), "v:" + key) << key;
-  }
-  store.set("big", std::string(1 << 20, 'x'));
-  EXPECT_EQ(store.get("big").get<std::string>().size(), std::size_t{1} << 20);
-  // Invalid UTF-8 cannot be kept as text; it is saved mangled, never thrown.
-  store.set("bytes", std::string("\xff\xfe", 2));
-  EXPECT_TRUE(store.get("bytes").is_string());
-}
+  const std::string prefs = SqliteKeyValueStore::databasePathForHome(env.homeDirectory());
+  writeFile(prefs, std::string(8192, '\x5a'));
+  const std::string keychain = SqliteSecureStore::databasePathInDirectory(env.keychainDirectory());
+  writeFile(keychain, std::string("SQLite format 3\0", 16) + std::string(4096, '\x01'));
 
-TEST(SqliteKeyValueStoreTest, GarbageDatabaseIsReplacedWithOneLogLine) {
-  TestEnv env;
-  std::string path = SqliteKeyValueStore::databasePathForHome(env.homeDirectory());
-  writeFile(path, std::string(8192, '\x5a'));
   EXPECT_TRUE(env.localStore().get("QDX_APP_ID").is_null());
   env.localStore().set("QDX_APP_ID", 5);
   EXPECT_EQ(env.localStore().get("QDX_APP_ID"), 5);
-  EXPECT_EQ(env.logCount("damaged"), 1u);
-  EXPECT_EQ(env.logLines().size(), 1u);
-  EXPECT_TRUE(std::filesystem::exists(path + ".damaged"));
+  EXPECT_EQ(env.keychain().copyMatching("QDX_Dev_ID", "QDX_Dev_ID"), std::nullopt);
+  EXPECT_TRUE(env.keychain().add("QDX_Dev_ID", "QDX_Dev_ID", "d"));
+  EXPECT_EQ(env.keychain().copyMatching("QDX_Dev_ID", "QDX_Dev_ID"), "d");
+  EXPECT_EQ(env.logCount("damaged"), 2u);
+  EXPECT_EQ(env.logLines().size(), 2u);
+  EXPECT_TRUE(std::filesystem::exists(prefs + ".damaged"));
 }
 
 TEST(SqliteKeyValueStoreTest, UnparsableValueReadsAbsentAndIsLoggedOnce) {
@@ -78,7 +66,10 @@ TEST(SqliteKeyValueStoreTest, UnparsableValueReadsAbsentAndIsLoggedOnce) {
   std::string path = env.tempRoot() + "/prefs.sqlite";
   SqliteKeyValueStore store(path);
   store.set("good", 1);
-  putRawValue(path, "bad", "{not json");
+  sqlite3* db = nullptr;  // text the store did not write
+  ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
+  sqlite3_exec(db, "INSERT INTO preferences VALUES('bad', '{not json')", nullptr, nullptr, nullptr);
+  sqlite3_close(db);
   EXPECT_TRUE(store.get("bad").is_null());
   EXPECT_TRUE(store.get("bad").is_null());
   EXPECT_EQ(env.logCount("bad"), 1u);
@@ -101,41 +92,26 @@ TEST(SqliteKeyValueStoreTest, UnopenableLocationDegradesQuietly) {
   EXPECT_EQ(env.logLines().size(), 1u);
 }
 
-TEST(SqliteSecureStoreTest, AddRefusesDuplicatesAndRemoveReportsAbsence) {
+// Items are keyed by service and account: a second add is refused, not
+// merged; data is kept byte for byte, in a file only its owner can read.
+TEST(SqliteSecureStoreTest, AddRefusesDuplicatesAndKeepsBytesInAPrivateFile) {
   TestEnv env;
-  SqliteSecureStore store(env.tempRoot() + "/kc/keychain.sqlite");
-  EXPECT_TRUE(store.add("svc", "acct", "first"));
+  SecureItemBackend& store = env.keychain();
+  const std::string data("\0\x01\xff archive", 11);
+  EXPECT_TRUE(store.add("svc", "acct", data));
   EXPECT_FALSE(store.add("svc", "acct", "second"));
-  EXPECT_EQ(store.copyMatching("svc", "acct"), "first");
-  EXPECT_TRUE(store.add("svc", "other", "x")) << "the account is part of the key";
+  EXPECT_EQ(store.copyMatching("svc", "acct"), data);
+  EXPECT_TRUE(store.add("svc", "other", "")) << "the account is part of the key";
+  EXPECT_EQ(store.copyMatching("svc", "other"), "");
   EXPECT_EQ(store.copyMatching("svc", "nobody"), std::nullopt);
   EXPECT_TRUE(store.remove("svc", "acct"));
   EXPECT_FALSE(store.remove("svc", "acct"));
   EXPECT_EQ(store.items(), (std::vector<std::pair<std::string, std::string>>{{"svc", "other"}}));
-}
-
-TEST(SqliteSecureStoreTest, DataIsKeptByteForByteInAPrivateFile) {
-  TestEnv env;
-  std::string data("\0\x01\xff archive", 11);
-  ASSERT_TRUE(env.keychain().add("n", "n", data));
-  EXPECT_EQ(env.keychain().copyMatching("n", "n"), data);
-  EXPECT_TRUE(env.keychain().add("empty", "empty", ""));
-  EXPECT_EQ(env.keychain().copyMatching("empty", "empty"), "");
 
   struct stat info {};
-  std::string path = SqliteSecureStore::databasePathInDirectory(env.keychainDirectory());
+  const std::string path = SqliteSecureStore::databasePathInDirectory(env.keychainDirectory());
   ASSERT_EQ(::stat(path.c_str(), &info), 0);
   EXPECT_EQ(info.st_mode & 0777, 0600u);
-}
-
-TEST(SqliteSecureStoreTest, GarbageDatabaseIsReplacedWithOneLogLine) {
-  TestEnv env;
-  std::string path = SqliteSecureStore::databasePathInDirectory(env.keychainDirectory());
-  writeFile(path, std::string("SQLite format 3\0", 16) + std::string(4096, '\x01'));
-  EXPECT_EQ(env.keychain().copyMatching("QDX_Dev_ID", "QDX_Dev_ID"), std::nullopt);
-  EXPECT_TRUE(env.keychain().add("QDX_Dev_ID", "QDX_Dev_ID", "d"));
-  EXPECT_EQ(env.keychain().copyMatching("QDX_Dev_ID", "QDX_Dev_ID"), "d");
-  EXPECT_EQ(env.logCount("damaged"), 1u);
 }
 
 }  // namespace

@@ -29,15 +29,6 @@ class AdRequest : public ::testing::Test {
     app.setDelegate(nullptr);
   }
 
-  // A host with one normal-level window whose root controller is root_.
-  void installHostWindow() {
-    window_->setRootViewController(root_);
-    window_->makeKeyAndVisible();
-    auto delegate = std::make_shared<ApplicationDelegate>();
-    delegate->window = window_;
-    Application::sharedApplication().setDelegate(delegate);
-  }
-
   TestEnv env_;
   std::shared_ptr<Window> window_ = std::make_shared<Window>();
   std::shared_ptr<ViewController> root_ = std::make_shared<ViewController>();
@@ -67,12 +58,16 @@ TEST_F(AdRequest, BannerMarginFollowsTheBannerType) {
     EXPECT_EQ(request->adType(), 1);
     EXPECT_EQ(request->bannerType(), c.bannerType) << "kept even when unknown";
     EXPECT_EQ(request->adContainer(), view);
-    if (view) EXPECT_TRUE(view->isUserInteractionEnabled());
+    EXPECT_TRUE(!view || view->isUserInteractionEnabled());
   }
 }
 
 TEST_F(AdRequest, TheTypeInitialiserSetsBannerFieldsOnlyForBanners) {
-  installHostWindow();
+  window_->setRootViewController(root_);
+  window_->makeKeyAndVisible();
+  auto delegate = std::make_shared<ApplicationDelegate>();
+  delegate->window = window_;
+  Application::sharedApplication().setDelegate(delegate);
   root_->view()->setUserInteractionEnabled(false);
   auto wall = QDXADRequest::initWithADType(4);
   EXPECT_EQ(wall->adType(), 4);
@@ -86,47 +81,35 @@ TEST_F(AdRequest, TheTypeInitialiserSetsBannerFieldsOnlyForBanners) {
   EXPECT_EQ(QDXADRequest::initWithBannerType(1, 0, 0, nullptr)->adContainer(), root_->view());
 }
 
-TEST_F(AdRequest, NoDelegateWindowAndNoWindowsGiveNoController) {
-  EXPECT_EQ(QDXADRequest::getCurrentVC(), nullptr);
+// The controller comes from windows[0]'s next responder when that is a
+// controller; otherwise from the root of the delegate's window, or, when
+// that window is not at the normal level, of the first normal window.
+TEST_F(AdRequest, TheCurrentControllerFollowsTheWindowList) {
+  EXPECT_EQ(QDXADRequest::getCurrentVC(), nullptr) << "no delegate window, no windows";
   EXPECT_EQ(QDXADRequest::initWithADType(1)->adContainer(), nullptr);
-}
 
-TEST_F(AdRequest, ANonNormalDelegateWindowGivesWayToTheFirstNormalWindow) {
+  auto& app = Application::sharedApplication();
   auto overlay = std::make_shared<Window>();
   overlay->setWindowLevel(kit::WindowLevelAlert);
   overlay->setRootViewController(std::make_shared<ViewController>());
   auto statusBar = std::make_shared<Window>();
   statusBar->setWindowLevel(kit::WindowLevelStatusBar);
-  auto normal = std::make_shared<Window>();
-  normal->setRootViewController(root_);
-  auto& app = Application::sharedApplication();
+  auto plainView = std::make_shared<View>();
+  statusBar->setNextResponder(plainView);  // a responder, but no controller
+  window_->setRootViewController(root_);
   app.addWindow(statusBar);
-  app.addWindow(normal);
+  app.addWindow(window_);
   auto delegate = std::make_shared<ApplicationDelegate>();
   delegate->window = overlay;
   app.setDelegate(delegate);
   EXPECT_EQ(QDXADRequest::getCurrentVC(), root_);
 
-  // With no normal window at all the delegate's window is kept.
-  app.removeWindow(normal);
+  app.removeWindow(window_);  // no normal window: the delegate's is kept
   EXPECT_EQ(QDXADRequest::getCurrentVC(), overlay->rootViewController());
-}
 
-TEST_F(AdRequest, AViewControllerAfterTheFirstWindowWinsOverTheChosenWindow) {
-  installHostWindow();
-  // windows[0] is not the chosen window; its next responder decides.
-  auto first = std::make_shared<Window>();
   auto responderVC = std::make_shared<ViewController>();
-  first->setNextResponder(responderVC);
-  auto& app = Application::sharedApplication();
-  app.removeWindow(window_);
-  app.addWindow(first);
-  app.addWindow(window_);
+  statusBar->setNextResponder(responderVC);  // windows[0] decides first
   EXPECT_EQ(QDXADRequest::getCurrentVC(), responderVC);
-
-  // A next responder that is no view controller falls back to the root.
-  first->setNextResponder(std::make_shared<View>());
-  EXPECT_EQ(QDXADRequest::getCurrentVC(), root_);
 }
 
 TEST(SlotLabels, FollowTheAdTypeTable) {

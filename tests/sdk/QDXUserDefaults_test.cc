@@ -3,7 +3,6 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <set>
 #include <string>
 #include <thread>
@@ -23,10 +22,9 @@ Json::value_t kindOf(const Json& value) {
   return value.is_number_integer() ? Json::value_t::number_integer : value.type();
 }
 
-// Values of every kind the SDK keeps, written by one process and read back
-// by another: the forced write-out is what makes them survive. Each keeps
-// its kind (a whole-valued float stays a float) and a dictionary its order.
-TEST(QDXUserDefaultsTest, EveryValueKindSurvivesARestart) {
+// Values of every kind the SDK keeps read back from a reopened store with
+// their kind (a whole-valued float stays a float) and a dictionary its order.
+TEST(QDXUserDefaultsTest, EveryValueKindKeepsItsKindAcrossAReopen) {
   TestEnv env;
   const std::pair<const char*, Json> values[] = {
       {"QDX_APP_ID", 12345},
@@ -37,21 +35,15 @@ TEST(QDXUserDefaultsTest, EveryValueKindSurvivesARestart) {
       {"QDX_REPORT_EVENT_LIST", Json::array({"{\"a\":1}", 2})},
       {"QDX_Global_Config", Json{{"z", 1}, {"a", Json{{"nested", false}}}}},
   };
-  ChildStatus child = ChildProcess::run([&values, root = env.tempRoot()] {
-    TestEnv restarted(root);
-    for (const auto& [key, value] : values) QDXUserDefaults::saveToLocal(value, key);
-    return 0;
-  });
-  ASSERT_TRUE(child.succeeded()) << child.describe();
+  for (const auto& [key, value] : values) QDXUserDefaults::saveToLocal(value, key);
 
+  TestEnv reopened(env.tempRoot());
   for (const auto& [key, value] : values) {
     const Json back = QDXUserDefaults::getObjectFromLocal(key);
-    EXPECT_EQ(back, value) << key;
+    EXPECT_EQ(back, value) << key;  // Json compares members in order
     EXPECT_EQ(kindOf(back), kindOf(value)) << key;
   }
   EXPECT_EQ(json::asInteger(QDXUserDefaults::getObjectFromLocal("QDXBACKGROUND")), 1);
-  EXPECT_EQ(QDXUserDefaults::getObjectFromLocal("QDX_Global_Config").dump(),
-            R"({"z":1,"a":{"nested":false}})");
 }
 
 TEST(QDXUserDefaultsTest, RemovalNullSavesAndOverwritesShowAtOnce) {
@@ -70,45 +62,33 @@ TEST(QDXUserDefaultsTest, RemovalNullSavesAndOverwritesShowAtOnce) {
   EXPECT_EQ(env.localStore().keys(), std::vector<std::string>{"k"});
 }
 
-TEST(QDXUserDefaultsTest, ManyThreadsWritingDistinctKeysLoseNothing) {
-  TestEnv env;
-  constexpr int kThreads = 8;
-  constexpr int kKeysEach = 40;
-  auto keyOf = [](int t, int i) { return "QDX_" + std::to_string(t) + "_" + std::to_string(i); };
-  std::vector<std::thread> writers;
-  for (int t = 0; t < kThreads; ++t) {
-    writers.emplace_back([t, &keyOf] {
-      for (int i = 0; i < kKeysEach; ++i) {
-        QDXUserDefaults::saveToLocal(t * 1000 + i, keyOf(t, i));
-        // Readers interleave with writers on other threads.
-        if (json::asInteger(QDXUserDefaults::getObjectFromLocal(keyOf(t, i))) != t * 1000 + i) {
-          std::abort();
-        }
-      }
-    });
-  }
-  for (auto& writer : writers) writer.join();
-  EXPECT_EQ(env.localStore().keys().size(), static_cast<std::size_t>(kThreads * kKeysEach));
-}
-
-// Two processes of the same app (a restarted host while the old one is
-// still finishing) write at once: the store waits for its turn instead of
-// dropping saves. The child even uses the platform its parent had open.
-TEST(QDXUserDefaultsTest, TwoProcessesSavingAtOnceLoseNothing) {
+// Threads of one host and a second process of the same app (a restarted
+// host while the old one is still finishing) save at once: each waits for
+// its turn instead of dropping saves, and readers see their own writes. The
+// child even uses the platform its parent had open.
+TEST(QDXUserDefaultsTest, ConcurrentSavesFromThreadsAndAnotherProcessLoseNothing) {
   TestEnv env;
   QDXUserDefaults::saveToLocal("before fork", "QDX_CHANNEL");
-  constexpr int kSaves = 300;
-  ChildProcess child = ChildProcess::start([] {
-    for (int i = 0; i < kSaves; ++i) QDXUserDefaults::saveToLocal(i, "child_" + std::to_string(i));
+  constexpr int kThreads = 4;
+  constexpr int kSaves = 150;
+  auto saveAll = [](const std::string& prefix) {
+    for (int i = 0; i < kSaves; ++i) {
+      QDXUserDefaults::saveToLocal(i, prefix + std::to_string(i));
+      if (json::asInteger(QDXUserDefaults::getObjectFromLocal(prefix + std::to_string(i))) != i) {
+        std::abort();
+      }
+    }
+  };
+  ChildProcess child = ChildProcess::start([&] {
+    saveAll("child_");
     return QDXUserDefaults::getObjectFromLocal("QDX_CHANNEL") == "before fork" ? 0 : 3;
   });
-  for (int i = 0; i < kSaves; ++i) QDXUserDefaults::saveToLocal(i, "parent_" + std::to_string(i));
+  std::vector<std::thread> writers;
+  for (int t = 0; t < kThreads; ++t) writers.emplace_back(saveAll, "thread" + std::to_string(t) + "_");
+  for (auto& writer : writers) writer.join();
   ChildStatus status = child.wait();
   ASSERT_TRUE(status.succeeded()) << status.describe();
-  for (int i = 0; i < kSaves; ++i) {
-    ASSERT_EQ(json::asInteger(QDXUserDefaults::getObjectFromLocal("child_" + std::to_string(i))), i);
-    ASSERT_EQ(json::asInteger(QDXUserDefaults::getObjectFromLocal("parent_" + std::to_string(i))), i);
-  }
+  EXPECT_EQ(env.localStore().keys().size(), std::size_t{(kThreads + 1) * kSaves + 1});
   EXPECT_TRUE(env.logLines().empty());
 }
 
