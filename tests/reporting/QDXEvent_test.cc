@@ -8,12 +8,8 @@
 
 #include "reporting_fixture.h"
 
-namespace qdx {
+namespace qdx::testing {
 namespace {
-
-using testing::LocalReportingTest;
-using testing::pendingGroups;
-using testing::stored;
 
 std::set<std::string> keysOf(const Json& object) {
   std::set<std::string> keys;
@@ -65,10 +61,10 @@ TEST_F(EventFormsTest, EachFormHasExactlyItsKeysAndOnlyAdEventsAreFiled) {
     EXPECT_EQ(form["e_time"], 1700000000);
   }
   EXPECT_EQ(forms[0].first["s_time"], 1700000000);
-  EXPECT_EQ(forms[0].first["from_appid"], testing::kTestAppId);
+  EXPECT_EQ(forms[0].first["from_appid"], kTestAppId);
   EXPECT_TRUE(forms[1].first["adid"].is_null());
   EXPECT_EQ(forms[3].first["type"], 1) << "the activation form says 1 whatever the property holds";
-  EXPECT_EQ(forms[3].first["to_appid"], testing::kTestAppId) << "the host app id";
+  EXPECT_EQ(forms[3].first["to_appid"], kTestAppId) << "the host app id";
   EXPECT_EQ(forms[4].first["type"], 2);
   EXPECT_EQ(forms[4].first["s_time"], 1699990000) << "the period's start as stored";
 
@@ -157,4 +153,4 @@ TEST_F(PendingListTest, AMissingOrUnreadableListIsNeitherLostNorMatched) {
 }
 
 }  // namespace
-}  // namespace qdx
+}  // namespace qdx::testing

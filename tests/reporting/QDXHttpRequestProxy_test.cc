@@ -9,45 +9,32 @@
 
 #include "identity/QDXKeyChain.h"
 #include "reporting_fixture.h"
-#include "sdk/QDXLog.h"
 
-namespace qdx {
+namespace qdx::testing {
 namespace {
-
-using testing::pendingGroups;
-using testing::serveMainUntil;
-using testing::stored;
 
 QDXHttpRequestProxy& reporter() { return QDXHttpRequestProxy::shareInstance(); }
 
-using SessionTest = testing::ServerReportingTest;
+using SessionTest = ServerReportingTest;
 
-TEST_F(SessionTest, ARequestStartsASessionLinkedToAppAdAndType) {
-  env_.setNow(1700000000.4996);
-  reporter().reportRequestEventWithUbit("BANNER", "ad-7", "app-9", 4);
-  EXPECT_EQ(stored("app-9ad-74"), "1700000000500");
-  const auto bodies = bodiesFor("report_event");
-  ASSERT_EQ(bodies.size(), 1u);
-  EXPECT_EQ(bodies[0]["id"], "1700000000500");
-  EXPECT_EQ(bodies[0]["event_list"][0]["adtype"], 4);
-
-  reporter().reportRequestEventWithUbit("CUSTOM", std::nullopt, std::nullopt, 8);
-  EXPECT_TRUE(stored("(null)(null)8").is_string()) << "nil ids: the formatter's null text";
-}
-
-TEST_F(SessionTest, ShowAndClickReuseTheLinkedSessionOrCarryNilWithoutOne) {
+TEST_F(SessionTest, ShowAndClickReuseTheLinkedSessionWhoseGroupTheirAcknowledgementDeletes) {
   reporter().reportShowEventWithUbit("BANNER", "ad-7", "app-9", 1);
-  ASSERT_TRUE(server_.waitForEntries("report_event", 1));
+  ASSERT_TRUE(serveMainUntil([&] { return env_.logContains("展示成功"); }));
   EXPECT_TRUE(bodiesFor("report_event")[0]["id"].is_null()) << "no request before it";
+  EXPECT_EQ(pendingGroups().size(), 1u) << "a nil session deletes nothing: its group stays";
 
   env_.setNow(1700000100);
   reporter().reportRequestEventWithUbit("BANNER", "ad-7", "app-9", 1);
-  env_.setNow(1700000200);
   reporter().reportClickEventWithUbit("BANNER", "ad-7", "app-9", 1);
+  QDXUserDefaults::removeObjectFromLocal("QDX_REPORT_EVENT_LIST");
+  reporter().reportShowEventWithUbit("BANNER", "ad-7", "app-9", 1);
+  ASSERT_EQ(pendingGroups().size(), 1u) << "filed until the answer is handled on the main loop";
+  ASSERT_TRUE(serveMainUntil([] { return pendingGroups().empty(); }));
   const auto bodies = bodiesFor("report_event");
-  ASSERT_EQ(bodies.size(), 3u);
-  EXPECT_EQ(bodies[2]["id"], "1700000100000");
+  ASSERT_EQ(bodies.size(), 4u);
   const Json& click = bodies[2]["event_list"].back();
+  EXPECT_EQ(bodies[2]["id"], "1700000100000");
+  EXPECT_EQ(bodies[3]["id"], "1700000100000");
   EXPECT_EQ(click["adid"], "ad-7");
   EXPECT_EQ(click["to_appid"], "app-9");
   // Event ids: the first builder (a show) takes its own first value, 2;
@@ -66,20 +53,25 @@ TEST_F(SessionTest, AnActivationFirstTakesZeroAndLeavesTheCounterAtZero) {
   EXPECT_EQ(bodies[1]["event_list"][0]["event_id"], 1) << "the request's own first value";
 }
 
-TEST_F(SessionTest, UseTimeTakesTheLastRequestsSessionElseTheRunStamp) {
-  QDXLog::setDebug(true);
+TEST_F(SessionTest, ARequestStartsASessionThatUseTimeTakesOverFromTheRunStamp) {
   QDXUserDefaults::saveToLocal("1699999999000", "100010000");
   reporter().reportUseTime();
   EXPECT_EQ(bodiesFor("report_event").back()["id"], "1699999999000");
   EXPECT_TRUE(env_.logContains("self.session_id 无效，没有请求事件"));
 
-  env_.setNow(1700000300);
-  reporter().reportRequestEventWithUbit("BANNER", "ad-1", "app-1", 1);
+  env_.setNow(1700000000.4996);
+  reporter().reportRequestEventWithUbit("BANNER", "ad-7", "app-9", 4);
+  EXPECT_EQ(stored("app-9ad-74"), "1700000000500") << "linked to app, ad and type";
+  EXPECT_EQ(bodiesFor("report_event").back()["id"], "1700000000500");
+  EXPECT_EQ(bodiesFor("report_event").back()["event_list"][0]["adtype"], 4);
   reporter().reportUseTime();
-  EXPECT_EQ(bodiesFor("report_event").back()["id"], "1700000300000");
+  EXPECT_EQ(bodiesFor("report_event").back()["id"], "1700000000500");
+
+  reporter().reportRequestEventWithUbit("CUSTOM", std::nullopt, std::nullopt, 8);
+  EXPECT_TRUE(stored("(null)(null)8").is_string()) << "nil ids: the formatter's null text";
 }
 
-using AcknowledgementTest = testing::ServerReportingTest;
+using AcknowledgementTest = ServerReportingTest;
 
 TEST_F(AcknowledgementTest, OnlyAnAcknowledgedRequestLeavesNothingPending) {
   for (const char* fault : {"report_event:none", "report_event:retcode:1", "report_event:garbage",
@@ -92,23 +84,7 @@ TEST_F(AcknowledgementTest, OnlyAnAcknowledgedRequestLeavesNothingPending) {
   }
 }
 
-TEST_F(AcknowledgementTest, AShowAcknowledgementOnTheMainLoopDeletesOnlyALinkedSession) {
-  QDXLog::setDebug(true);
-  reporter().reportShowEventWithUbit("BANNER", "ad", "app", 1);
-  ASSERT_TRUE(serveMainUntil([&] { return env_.logContains("展示成功"); }));
-  ASSERT_EQ(pendingGroups().size(), 1u) << "a nil session deletes nothing: its group stays";
-
-  server_.setFault("report_event:retcode:1");
-  reporter().reportRequestEventWithUbit("BANNER", "ad", "app", 1);
-  server_.clearFaults();
-  QDXUserDefaults::removeObjectFromLocal("QDX_REPORT_EVENT_LIST");
-  reporter().reportShowEventWithUbit("BANNER", "ad", "app", 1);
-  ASSERT_EQ(pendingGroups().size(), 1u) << "filed until the answer is handled";
-  ASSERT_TRUE(serveMainUntil([] { return pendingGroups().empty(); }));
-}
-
 TEST_F(AcknowledgementTest, ARefusedBaseInfoReportLeavesTheKeychainVersionUnset) {
-  QDXLog::setDebug(true);
   server_.setFault("report_base_info:retcode:3");
   reporter().reportBaseInfo();
   ASSERT_TRUE(serveMainUntil([&] { return env_.logContains("基本信息上报"); }));
@@ -135,22 +111,7 @@ TEST_F(AcknowledgementTest, ResendPostsEveryGroupAndTheFirstAcknowledgementClear
   ASSERT_TRUE(serveMainUntil([] { return stored("QDX_REPORT_EVENT_LIST").is_null(); }));
 }
 
-TEST(AnswerReadingTest, OnlyARetcodeThatReadsAsZeroAcknowledges) {
-  TestEnv env;
-  for (const char* acknowledged : {R"({"retcode":0,"errmsg":""})", R"({"retcode":"0"})",
-                                   R"({"retcode":0.7})"}) {
-    EXPECT_TRUE(answerAcknowledged(std::string(acknowledged))) << acknowledged;
-  }
-  for (const char* refused : {R"({"retcode":1})", R"({"retcode":[0]})", R"({"retcode":{}})",
-                              R"({"retcode":null})", R"({"errmsg":"no retcode"})", "[0]", "0",
-                              "<html>busy</html>", ""}) {
-    EXPECT_FALSE(answerAcknowledged(std::string(refused))) << refused;
-  }
-  EXPECT_FALSE(answerAcknowledged(std::nullopt));
-}
-
 TEST_F(AcknowledgementTest, AnUnansweredCrashRecordIsLost) {
-  QDXLog::setDebug(true);
   server_.setFault("error_log_report:drop");
   reporter().reportCrashWithDictionary({{"ex_st", "s"}, {"ex_msg", "m"}, {"timestamp", 5}});
   EXPECT_TRUE(env_.logContains("异常信息 return nil"));
@@ -158,4 +119,4 @@ TEST_F(AcknowledgementTest, AnUnansweredCrashRecordIsLost) {
 }
 
 }  // namespace
-}  // namespace qdx
+}  // namespace qdx::testing

@@ -13,6 +13,7 @@
 #include "common/json_access.h"
 #include "platform/run_loop.h"
 #include "qdx/QDXTypes.h"
+#include "sdk/QDXLog.h"
 #include "sdk/QDXUserDefaults.h"
 #include "support/reference_server.h"
 #include "support/test_env.h"
@@ -60,10 +61,14 @@ inline bool waitUntil(const std::function<bool()>& predicate, double timeoutSeco
   return true;
 }
 
-// A test platform with the identity stored (no server).
+// A test platform with the identity stored (no server), logging as while
+// debugging so that the debug-only messages can be checked.
 class LocalReportingTest : public ::testing::Test {
  protected:
-  void SetUp() override { storeHostIdentity(); }
+  void SetUp() override {
+    storeHostIdentity();
+    QDXLog::setDebug(true);
+  }
   TestEnv env_;
 };
 
@@ -73,7 +78,7 @@ class ServerReportingTest : public LocalReportingTest {
   void SetUp() override {
     ASSERT_TRUE(server_.running());
     server_.configure(env_);
-    storeHostIdentity();
+    LocalReportingTest::SetUp();
   }
   // Lets asynchronous completions of answers already journaled run.
   static void settle() { RunLoop::main().runFor(0.3); }
