@@ -36,9 +36,7 @@ inline Json stored(const std::string& key) { return QDXUserDefaults::getObjectFr
 // The pending list as parsed groups.
 inline std::vector<Json> pendingGroups() {
   std::vector<Json> groups;
-  const Json list = stored("QDX_REPORT_EVENT_LIST");
-  if (!list.is_array()) return groups;
-  for (const Json& text : list) {
+  for (const Json& text : stored("QDX_REPORT_EVENT_LIST")) {  // none when nothing is stored
     groups.push_back(QDXDictionaryAndJSON::dictionaryFromJsonString(json::asString(text)));
   }
   return groups;
