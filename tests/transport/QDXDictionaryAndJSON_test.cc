@@ -6,6 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 
 #include "sdk/QDXLog.h"
 #include "support/test_env.h"
@@ -60,6 +63,30 @@ TEST(JsonReading, NilEmptyFailuresAndDepth) {
   EXPECT_TRUE(Codec::dictionaryFromJsonString(std::string(500, '[') + std::string(500, ']')).is_array());
   // Brackets inside strings do not count.
   EXPECT_TRUE(Codec::dictionaryFromJsonString("[\"" + std::string(2000, '[') + "\\\"\"]").is_array());
+}
+
+// Every n_ file of a public conformance corpus is refused and every y_ file
+// that holds an array or an object parses: the checks made before parsing
+// (zero bytes, depth) neither let bad texts through nor refuse good ones.
+TEST(JsonConformance, ParsingCorpus) {
+  TestEnv env;
+  const std::filesystem::path dir =
+      std::filesystem::path(QDX_SHARED_TESTDATA) / "JSONTestSuite" / "test_parsing";
+  ASSERT_TRUE(std::filesystem::is_directory(dir)) << dir;
+  int checked = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(dir)) {
+    const std::string name = entry.path().filename().string();
+    std::ifstream in(entry.path(), std::ios::binary);
+    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const std::size_t first = text.find_first_not_of(" \t\r\n");
+    const bool structured = first != std::string::npos && (text[first] == '[' || text[first] == '{');
+    if (name.rfind("n_", 0) == 0) EXPECT_TRUE(Codec::dictionaryFromJsonString(text).is_null()) << name;
+    if (name.rfind("y_", 0) == 0 && structured) {
+      EXPECT_FALSE(Codec::dictionaryFromJsonString(text).is_null()) << name;
+    }
+    ++checked;
+  }
+  EXPECT_GT(checked, 300);
 }
 
 }  // namespace

@@ -134,6 +134,16 @@ TEST(CipherRandomness, TheUnseededSequenceRepeatsWhileOneRunAdvances) {
   EXPECT_EQ(first, encipherWithKey("same text", kKey));
 }
 
+// Each test runs in a process of its own and nothing before this line has
+// drawn from the sequence: the first cipher text is a fresh process's, and a
+// fresh process starts where srand(1) starts. Code that seeded the generator
+// at start-up would break this.
+TEST(CipherRandomness, AFreshProcessRepeatsItsFirstCipherText) {
+  const std::string firstOfThisProcess = encipherWithKey("same text", kKey);
+  std::srand(1);
+  EXPECT_EQ(firstOfThisProcess, encipherWithKey("same text", kKey));
+}
+
 TEST(CipherConcurrency, OverlappingCallsStayCorrect) {
   std::vector<std::thread> threads;
   std::vector<int> failures(4, 0);
