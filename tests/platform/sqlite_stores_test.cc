@@ -1,7 +1,6 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -21,24 +20,31 @@ void writeFile(const std::string& path, const std::string& bytes) {
   out << bytes;
 }
 
-TEST(SqliteKeyValueStoreTest, UnusualKeysAndValuesRoundTripAndSurviveReopening) {
+// Unusual keys and text round trip across reopening; a value the store did
+// not write and cannot read counts as absent, said once, until overwritten.
+TEST(SqliteKeyValueStoreTest, ValuesRoundTripAndUnreadableOnesReadAbsent) {
   TestEnv env;
   const std::string path = env.tempRoot() + "/prefs.sqlite";
   const std::string keys[] = {"", "'; DROP TABLE preferences; --", "中文键", "a\nb"};
   {
     SqliteKeyValueStore store(path);
     for (const std::string& key : keys) store.set(key, "v:" + key);
-    store.set("big", std::string(1 << 20, 'x'));
     // Invalid UTF-8 cannot be kept as text; it is saved mangled, never thrown.
     store.set("bytes", std::string("\xff\xfe", 2));
   }
+  sqlite3* db = nullptr;
+  ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
+  sqlite3_exec(db, "INSERT INTO preferences VALUES('bad', '{not json')", nullptr, nullptr, nullptr);
+  sqlite3_close(db);
+
   SqliteKeyValueStore reopened(path);
   for (const std::string& key : keys) EXPECT_EQ(reopened.get(key), "v:" + key) << key;
-  EXPECT_EQ(reopened.get("big").get<std::string>().size(), std::size_t{1} << 20);
   EXPECT_TRUE(reopened.get("bytes").is_string());
-  const std::vector<std::string> stored = reopened.keys();
-  EXPECT_EQ(stored.size(), 6u);
-  EXPECT_TRUE(std::is_sorted(stored.begin(), stored.end()));
+  EXPECT_TRUE(reopened.get("bad").is_null());
+  EXPECT_TRUE(reopened.get("bad").is_null());
+  EXPECT_EQ(env.logCount("bad"), 1u);
+  reopened.set("bad", "fixed");
+  EXPECT_EQ(reopened.get("bad"), "fixed");
 }
 
 // A file that is no database (or a damaged one) is set aside and replaced,
@@ -59,23 +65,6 @@ TEST(SqliteStoresTest, GarbageDatabasesAreReplacedWithOneLogLineEach) {
   EXPECT_EQ(env.logCount("damaged"), 2u);
   EXPECT_EQ(env.logLines().size(), 2u);
   EXPECT_TRUE(std::filesystem::exists(prefs + ".damaged"));
-}
-
-TEST(SqliteKeyValueStoreTest, UnparsableValueReadsAbsentAndIsLoggedOnce) {
-  TestEnv env;
-  std::string path = env.tempRoot() + "/prefs.sqlite";
-  SqliteKeyValueStore store(path);
-  store.set("good", 1);
-  sqlite3* db = nullptr;  // text the store did not write
-  ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
-  sqlite3_exec(db, "INSERT INTO preferences VALUES('bad', '{not json')", nullptr, nullptr, nullptr);
-  sqlite3_close(db);
-  EXPECT_TRUE(store.get("bad").is_null());
-  EXPECT_TRUE(store.get("bad").is_null());
-  EXPECT_EQ(env.logCount("bad"), 1u);
-  EXPECT_EQ(store.get("good"), 1);
-  store.set("bad", "fixed");
-  EXPECT_EQ(store.get("bad"), "fixed");
 }
 
 TEST(SqliteKeyValueStoreTest, UnopenableLocationDegradesQuietly) {
