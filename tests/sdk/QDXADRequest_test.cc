@@ -30,8 +30,6 @@ class AdRequest : public ::testing::Test {
   }
 
   TestEnv env_;
-  std::shared_ptr<Window> window_ = std::make_shared<Window>();
-  std::shared_ptr<ViewController> root_ = std::make_shared<ViewController>();
 };
 
 // On a 320 x 568 screen the banner is 320 * 110 / 720 = 48.888... high.
@@ -62,28 +60,10 @@ TEST_F(AdRequest, BannerMarginFollowsTheBannerType) {
   }
 }
 
-TEST_F(AdRequest, TheTypeInitialiserSetsBannerFieldsOnlyForBanners) {
-  window_->setRootViewController(root_);
-  window_->makeKeyAndVisible();
-  auto delegate = std::make_shared<ApplicationDelegate>();
-  delegate->window = window_;
-  Application::sharedApplication().setDelegate(delegate);
-  root_->view()->setUserInteractionEnabled(false);
-  auto wall = QDXADRequest::initWithADType(4);
-  EXPECT_EQ(wall->adType(), 4);
-  EXPECT_EQ(wall->bannerType(), 0);
-  EXPECT_EQ(wall->marginTop(), 0);
-  EXPECT_EQ(wall->adContainer(), root_->view());
-  EXPECT_TRUE(root_->view()->isUserInteractionEnabled());
-  auto banner = QDXADRequest::initWithADType(1);
-  EXPECT_EQ(banner->bannerType(), 1);
-  EXPECT_EQ(banner->marginTop(), 0);
-  EXPECT_EQ(QDXADRequest::initWithBannerType(1, 0, 0, nullptr)->adContainer(), root_->view());
-}
-
 // The controller comes from windows[0]'s next responder when that is a
 // controller; otherwise from the root of the delegate's window, or, when
-// that window is not at the normal level, of the first normal window.
+// that window is not at the normal level, of the first normal window. Its
+// view is the container of a request made without a view.
 TEST_F(AdRequest, TheCurrentControllerFollowsTheWindowList) {
   EXPECT_EQ(QDXADRequest::getCurrentVC(), nullptr) << "no delegate window, no windows";
   EXPECT_EQ(QDXADRequest::initWithADType(1)->adContainer(), nullptr);
@@ -96,15 +76,28 @@ TEST_F(AdRequest, TheCurrentControllerFollowsTheWindowList) {
   statusBar->setWindowLevel(kit::WindowLevelStatusBar);
   auto plainView = std::make_shared<View>();
   statusBar->setNextResponder(plainView);  // a responder, but no controller
-  window_->setRootViewController(root_);
+  auto normal = std::make_shared<Window>();
+  auto root = std::make_shared<ViewController>();
+  normal->setRootViewController(root);
   app.addWindow(statusBar);
-  app.addWindow(window_);
+  app.addWindow(normal);
   auto delegate = std::make_shared<ApplicationDelegate>();
   delegate->window = overlay;
   app.setDelegate(delegate);
-  EXPECT_EQ(QDXADRequest::getCurrentVC(), root_);
+  EXPECT_EQ(QDXADRequest::getCurrentVC(), root);
 
-  app.removeWindow(window_);  // no normal window: the delegate's is kept
+  // The type initialiser sets the banner fields for banners only.
+  root->view()->setUserInteractionEnabled(false);
+  auto wall = QDXADRequest::initWithADType(4);
+  EXPECT_EQ(wall->adType(), 4);
+  EXPECT_EQ(wall->bannerType(), 0);
+  EXPECT_EQ(wall->marginTop(), 0);
+  EXPECT_EQ(wall->adContainer(), root->view());
+  EXPECT_TRUE(root->view()->isUserInteractionEnabled());
+  EXPECT_EQ(QDXADRequest::initWithADType(1)->bannerType(), 1);
+  EXPECT_EQ(QDXADRequest::initWithBannerType(1, 0, 0, nullptr)->adContainer(), root->view());
+
+  app.removeWindow(normal);  // no normal window: the delegate's is kept
   EXPECT_EQ(QDXADRequest::getCurrentVC(), overlay->rootViewController());
 
   auto responderVC = std::make_shared<ViewController>();

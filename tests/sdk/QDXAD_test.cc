@@ -37,14 +37,13 @@ class QDXADStartTest : public ::testing::Test {
 
 // --- What start-up stores ----------------------------------------------------
 
-// A first start stores what it is given and the times; later starts replace
-// a stored channel, key or version that differs, and an empty channel always
-// stores "AppStore". Offline, the start says so only while debugging.
+// A first start stores what it is given and the times. A later start
+// replaces a stored value that differs (for the app id: whose integer value
+// differs), and an empty channel always stores "AppStore". The run stamp is
+// keyed by the description of the app id then stored. Offline, the start
+// says so only while debugging.
 TEST_F(QDXADStartTest, StartUpStoresIdentityAndTimesReplacingWhatDiffers) {
   QDXAD::initWithChannel("Xiaomi", 123, kKey);
-  EXPECT_EQ(stored("QDX_APP_KEY"), kKey);
-  EXPECT_EQ(stored("QDX_CHANNEL"), "Xiaomi");
-  EXPECT_EQ(stored("QDX_APP_VERSION"), "3.1");
   ASSERT_TRUE(stored("QDX_S_TIME").is_number_integer());
   EXPECT_EQ(stored("QDX_S_TIME"), 1700000000);    // whole seconds, truncated
   EXPECT_EQ(stored("1230000"), "1700000000500");  // milliseconds, rounded
@@ -54,55 +53,42 @@ TEST_F(QDXADStartTest, StartUpStoresIdentityAndTimesReplacingWhatDiffers) {
     const char* key;
     Json before;
     const char* channel;
+    std::int64_t appId;
     const char* appKey;
     Json after;
+    const char* runStampKey;
   };
   const Case cases[] = {
-      {"QDX_CHANNEL", "Huawei", "", kKey, "AppStore"},
-      {"QDX_CHANNEL", "Huawei", "Xiaomi", kKey, "Xiaomi"},
-      {"QDX_APP_KEY", "old-key", "c", kKey, kKey},
-      {"QDX_APP_KEY", 42, "c", "42", "42"},  // a number is not the string
-      {"QDX_APP_VERSION", "3.0", "c", kKey, "3.1"},
+      {"QDX_CHANNEL", nullptr, "Xiaomi", 123, kKey, "Xiaomi", "1230000"},
+      {"QDX_APP_KEY", nullptr, "c", 123, kKey, kKey, "1230000"},
+      {"QDX_APP_VERSION", nullptr, "c", 123, kKey, "3.1", "1230000"},
+      {"QDX_CHANNEL", "Huawei", "", 123, kKey, "AppStore", "1230000"},
+      {"QDX_CHANNEL", "Huawei", "Xiaomi", 123, kKey, "Xiaomi", "1230000"},
+      {"QDX_APP_KEY", "old-key", "c", 123, kKey, kKey, "1230000"},
+      {"QDX_APP_KEY", 42, "c", 123, "42", "42", "1230000"},  // a number is not the string
+      {"QDX_APP_VERSION", "3.0", "c", 123, kKey, "3.1", "1230000"},
+      {"QDX_APP_ID", "0123", "c", 123, kKey, "0123", "01230000"},  // reads as 123: kept
+      {"QDX_APP_ID", 123.0, "c", 123, kKey, 123.0, "1230000"},     // describes as "123"
+      {"QDX_APP_ID", Json::array({123}), "c", 123, kKey, 123, "1230000"},
+      {"QDX_APP_ID", 123, "c", 456, kKey, 456, "4560000"},
+      {"QDX_APP_ID", nullptr, "c", -7, kKey, -7, "-70000"},
+      {"QDX_APP_ID", nullptr, "c", 9007199254740993, kKey, 9007199254740993,
+       "90071992547409930000"},
   };
   for (const Case& c : cases) {
+    for (const std::string& key : env.localStore().keys()) env.localStore().remove(key);
     QDXUserDefaults::saveToLocal(c.before, c.key);
-    QDXAD::initWithChannel(c.channel, 123, c.appKey);
-    EXPECT_EQ(stored(c.key), c.after) << c.key << " " << c.before.dump();
+    QDXAD::initWithChannel(c.channel, c.appId, c.appKey);
+    const Json after = stored(c.key);
+    EXPECT_EQ(after, c.after) << c.key << " " << c.before.dump();
+    EXPECT_EQ(after.is_number_float(), c.after.is_number_float()) << c.before.dump();
+    EXPECT_EQ(stored(c.runStampKey), "1700000000500") << c.key << " " << c.before.dump();
   }
   env.removeBundleInfo("CFBundleShortVersionString");
   QDXAD::setDebug(true);
   QDXAD::initWithChannel("c", 123, kKey);
   EXPECT_EQ(stored("QDX_APP_VERSION"), "") << "a bundle without a version stores \"\"";
   EXPECT_EQ(env.logLines(), std::vector<std::string>{"SDK初始化没有网络连接"});
-}
-
-// The app id is rewritten only when its integer value differs, and the run
-// stamp is keyed by the description of whatever is then stored.
-TEST_F(QDXADStartTest, AppIdIsRewrittenOnlyWhenItDiffersAndKeysTheRunStamp) {
-  struct Case {
-    Json before;
-    std::int64_t appId;
-    Json after;
-    const char* runStampKey;
-  };
-  const Case cases[] = {
-      {nullptr, 123, 123, "1230000"},
-      {"0123", 123, "0123", "01230000"},  // reads as 123: left as it is
-      {123.0, 123, 123.0, "1230000"},     // a whole float describes as "123"
-      {Json::array({123}), 123, 123, "1230000"},
-      {123, 456, 456, "4560000"},
-      {nullptr, -7, -7, "-70000"},
-      {nullptr, 9007199254740993, 9007199254740993, "90071992547409930000"},
-  };
-  for (const Case& c : cases) {
-    for (const std::string& key : env.localStore().keys()) env.localStore().remove(key);
-    QDXUserDefaults::saveToLocal(c.before, "QDX_APP_ID");
-    QDXAD::initWithChannel("c", c.appId, kKey);
-    const Json appId = stored("QDX_APP_ID");
-    EXPECT_EQ(appId, c.after) << c.before.dump();
-    EXPECT_EQ(appId.is_number_float(), c.after.is_number_float()) << c.before.dump();
-    EXPECT_EQ(stored(c.runStampKey), "1700000000500") << c.before.dump();
-  }
 }
 
 // --- Use-time periods: sdkTerminate and the timer ------------------------------
