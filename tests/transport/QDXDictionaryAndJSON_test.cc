@@ -80,7 +80,9 @@ TEST(JsonConformance, ParsingCorpus) {
     const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     const std::size_t first = text.find_first_not_of(" \t\r\n");
     const bool structured = first != std::string::npos && (text[first] == '[' || text[first] == '{');
-    if (name.rfind("n_", 0) == 0) EXPECT_TRUE(Codec::dictionaryFromJsonString(text).is_null()) << name;
+    if (name.rfind("n_", 0) == 0) {
+      EXPECT_TRUE(Codec::dictionaryFromJsonString(text).is_null()) << name;
+    }
     if (name.rfind("y_", 0) == 0 && structured) {
       EXPECT_FALSE(Codec::dictionaryFromJsonString(text).is_null()) << name;
     }
