@@ -55,6 +55,7 @@ class ExchangeWorkers {
   void submit(std::function<void()> job) {
     std::lock_guard<std::mutex> lock(mutex_);
     jobs_.push_back(std::move(job));
+    ++unfinished_;
     if (idle_ < jobs_.size() && started_ < kMaxWorkers) {
       try {
         std::thread(&ExchangeWorkers::work, this).detach();
@@ -85,14 +86,26 @@ class ExchangeWorkers {
       } catch (...) {
         // A job must not end the worker; jobs catch their own failures.
       }
+      std::lock_guard<std::mutex> lock(mutex_);
+      --unfinished_;
     }
   }
+
+ public:
+  // Jobs submitted and not yet finished (queued or running).
+  std::size_t unfinished() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return unfinished_;
+  }
+
+ private:
 
   std::mutex mutex_;
   std::condition_variable ready_;
   std::deque<std::function<void()>> jobs_;
   std::size_t idle_ = 0;
   std::size_t started_ = 0;
+  std::size_t unfinished_ = 0;
 };
 
 }  // namespace
@@ -102,6 +115,8 @@ QDXHttpClient& QDXHttpClient::shareHttpClient() {
   static QDXHttpClient* client = new QDXHttpClient();
   return *client;
 }
+
+std::size_t QDXHttpClient::asyncPostsInFlight() { return ExchangeWorkers::shared().unfinished(); }
 
 void QDXHttpClient::asyPostWithURL(const std::string& url, const Json& parameterDic,
                                    QDXHttpCompletion block) {

@@ -2,6 +2,7 @@
 // The SDK's only way to the server: signed, enciphered JSON posts, and raw
 // downloads for the image cache. Nothing is sent while the network check
 // reports no data connection.
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
@@ -34,6 +35,12 @@ class QDXHttpClient {
                                                          const Json& parameterDic);
   // The whole resource at url (plain GET), or nullopt.
   std::optional<std::string> downloadImageFromString(const std::string& url);
+
+  // Asynchronous posts started and not finished yet (their exchange still
+  // running; a completion already queued on the main loop counts as
+  // finished). A host shutting down, or a test ending, waits for 0 before
+  // it takes the platform away.
+  static std::size_t asyncPostsInFlight();
 
  private:
   QDXHttpClient() = default;

@@ -2,10 +2,15 @@
 
 #include <stdlib.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
+#include <thread>
+
+#include "reporting/background_work.h"
+#include "transport/QDXHttpClient.h"
 
 namespace qdx {
 
@@ -61,7 +66,21 @@ void TestEnv::configure() {
   Env::Install(this);
 }
 
+namespace {
+// Background work a test started (asynchronous posts, detached start-up
+// threads) may still be using this platform: give it time to finish before
+// the platform goes away, so no thread logs into a destroyed sink.
+void waitForBackgroundWork() {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(15);
+  while ((QDXHttpClient::asyncPostsInFlight() > 0 || detachedWorkInFlight() > 0) &&
+         std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+}
+}  // namespace
+
 TestEnv::~TestEnv() {
+  if (outer_ == nullptr) waitForBackgroundWork();
   if (installedTestEnv == this) installedTestEnv = outer_;
   if (Env::Default() == this) Env::Install(outer_);
   if (ownsRoot_ && std::getenv("QDX_KEEP_TEST_DIRS") == nullptr) {
