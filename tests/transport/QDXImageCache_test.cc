@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "reporting_fixture.h"
+#include "reporting/reporting_fixture.h"
 #include "transport/QDXmd5.h"
 
 namespace qdx::testing {
