@@ -32,10 +32,11 @@ class QDXAD : public std::enable_shared_from_this<QDXAD> {
   static std::shared_ptr<QDXAD> initWithChannel(const std::string& channel, std::int64_t app_id,
                                                 const std::string& app_key);
 
-  // Shows a banner (ad type 1) or the recommend wall (ad type 4) as the
-  // request describes, on a new background thread. Refused on a screen that
-  // is not taller than wide (logged while debugging); other ad types and a
-  // null request do nothing. Returns at once.
+  // Accepts a banner (ad type 1) or recommend-wall (ad type 4) request on a
+  // screen taller than wide; refuses a landscape or square screen (logged
+  // while debugging); other ad types and a null request do nothing. Returns
+  // at once. Presenting the accepted request joins with the ad manager's
+  // banner and wall flows, which are not part of this version yet.
   static void requestADWithADRequest(std::shared_ptr<QDXADRequest> request);
 
   // Keeps delegate (weakly: the host owns it) for the SDK's callbacks.
