@@ -40,6 +40,20 @@ std::optional<std::int64_t> answerRetcode(const std::optional<std::string>& data
 
 bool answerAcknowledged(const std::optional<std::string>& data) { return answerRetcode(data) == 0; }
 
+namespace {
+
+// Posts body to url synchronously. Returns the parsed answer when the server
+// acknowledged it ("retcode" reading as 0); nullopt for no answer or any
+// other answer.
+std::optional<Json> postAndAcknowledge(const std::string& url, const Json& body) {
+  std::optional<std::string> answer =
+      QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(url, body);
+  if (!answer || !answerAcknowledged(answer)) return std::nullopt;
+  return parsedAnswer(answer);
+}
+
+}  // namespace
+
 QDXHttpRequestProxy& QDXHttpRequestProxy::shareInstance() {
   // Never destroyed: completions and crash handlers may run during exit.
   static QDXHttpRequestProxy* instance = new QDXHttpRequestProxy();
@@ -112,11 +126,8 @@ void QDXHttpRequestProxy::reportRequestEventWithUbit(const std::optional<std::st
     const Json dic = event.getEventDictinary();
     const Json group = event.getEventListDictionary(sessionId, dic, eventId);
 
-    std::optional<std::string> answer =
-        QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(endpoint("/qdx/report_event"),
-                                                                     group);
-    if (answer && answerAcknowledged(answer)) {
-      debugLog("请求事件" + json::describe(parsedAnswer(answer)));
+    if (std::optional<Json> answer = postAndAcknowledge(endpoint("/qdx/report_event"), group)) {
+      debugLog("请求事件" + json::describe(*answer));
       event.deleteEventOfSuccessReport(sessionId, dic, eventId);
     }
   });
@@ -149,10 +160,8 @@ void QDXHttpRequestProxy::reportLinkedEvent(std::int32_t subType, std::int32_t f
   const char* successText = subType == 1 ? "展示成功" : "点击成功";
 
   if (synchronous) {
-    std::optional<std::string> answer =
-        QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(url, group);
-    if (answer && answerAcknowledged(answer)) {
-      debugLog(successText + json::describe(parsedAnswer(answer)));
+    if (std::optional<Json> answer = postAndAcknowledge(url, group)) {
+      debugLog(successText + json::describe(*answer));
       event.deleteEventOfSuccessReport(sessionId, dic, eventId);
     }
     return;
@@ -207,9 +216,7 @@ void QDXHttpRequestProxy::reportUseTime() {
 
     const Json stored = QDXUserDefaults::getObjectFromLocal(kUseTimeEventListKey);
     if (!stored.is_null()) {
-      std::optional<std::string> answer =
-          QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(url, stored);
-      if (answer && answerAcknowledged(answer)) {
+      if (postAndAcknowledge(url, stored)) {
         QDXUserDefaults::removeObjectFromLocal(kUseTimeEventListKey);
       }
       return;
@@ -218,10 +225,8 @@ void QDXHttpRequestProxy::reportUseTime() {
     const Json dic = event.getUseTimeDictinary();
     const Json group = event.getEventListDictionary(sessionJson, dic, eventId);
     QDXUserDefaults::saveToLocal(group, kUseTimeEventListKey);
-    std::optional<std::string> answer =
-        QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(url, group);
-    if (answer && answerAcknowledged(answer)) {
-      debugLog("用户时长" + json::describe(parsedAnswer(answer)));
+    if (std::optional<Json> answer = postAndAcknowledge(url, group)) {
+      debugLog("用户时长" + json::describe(*answer));
       event.deleteEventOfSuccessReport(sessionJson, dic, eventId);
       QDXUserDefaults::removeObjectFromLocal(kUseTimeEventListKey);
     }
@@ -240,11 +245,8 @@ void QDXHttpRequestProxy::reportActiveEvent() {
     const Json dic = event.getEventDictinary();
     const Json group = event.getEventListDictionary(sessionId, dic, eventId);
 
-    std::optional<std::string> answer =
-        QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(endpoint("/qdx/report_event"),
-                                                                     group);
-    if (answer && answerAcknowledged(answer)) {
-      debugLog("激活成功" + json::describe(parsedAnswer(answer)));
+    if (std::optional<Json> answer = postAndAcknowledge(endpoint("/qdx/report_event"), group)) {
+      debugLog("激活成功" + json::describe(*answer));
       QDXKeyChain::saveUniqueStrWithName("QDX_REPORT_ACTIVE", true);
     }
   });
