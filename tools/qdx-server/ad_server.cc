@@ -240,13 +240,7 @@ void AdServer::handlePost(const httplib::Request& req, httplib::Response& res) {
   }
   entry["body"] = body;
 
-  if (fault && fault->kind == FaultKind::kDrop) {
-    entry["status"] = nullptr;
-    journal_->append(entry);
-    dropConnection(req);
-    return;
-  }
-  if (fault && fault->kind == FaultKind::kDelay) pause(fault->arg);
+  if (applyConnectionFault(fault, req, entry)) return;
 
   if (!answerWithFailure(fault, res)) {
     if (check.verdict != "valid") {
@@ -266,6 +260,18 @@ void AdServer::handlePost(const httplib::Request& req, httplib::Response& res) {
   Json answer = Json::parse(res.body, nullptr, false);
   entry["retcode"] = answer.is_object() && answer.contains("retcode") ? answer["retcode"] : Json();
   journal_->append(entry);
+}
+
+bool AdServer::applyConnectionFault(const std::optional<Fault>& fault,
+                                    const httplib::Request& req, Json& entry) {
+  if (fault && fault->kind == FaultKind::kDrop) {
+    entry["status"] = nullptr;
+    journal_->append(entry);
+    dropConnection(req);
+    return true;
+  }
+  if (fault && fault->kind == FaultKind::kDelay) pause(fault->arg);
+  return false;
 }
 
 Json AdServer::answerFor(const std::string& endpoint, const Json& body, const std::string& appKey,
@@ -305,13 +311,7 @@ void AdServer::handleGet(const httplib::Request& req, httplib::Response& res) {
   entry["url"] = origin(req) + req.target;
   if (fault) entry["fault"] = faultName(fault);
 
-  if (fault && fault->kind == FaultKind::kDrop) {
-    entry["status"] = nullptr;
-    journal_->append(entry);
-    dropConnection(req);
-    return;
-  }
-  if (fault && fault->kind == FaultKind::kDelay) pause(fault->arg);
+  if (applyConnectionFault(fault, req, entry)) return;
   if (fault && fault->kind == FaultKind::kGarbage) {
     res.status = 200;
     res.set_content("not a PNG", "image/png");

@@ -51,6 +51,11 @@ class AdServer {
   std::string origin(const httplib::Request& req) const;
   // Sleeps seconds, waking early when the server stops.
   void pause(double seconds);
+  // Applies the faults that act on the connection rather than the answer:
+  // "drop" journals the request and closes the connection (returns true:
+  // nothing more to do); "delay" waits before the answer is made.
+  bool applyConnectionFault(const std::optional<Fault>& fault, const httplib::Request& req,
+                            Json& entry);
 
   ServerOptions options_;
   std::unique_ptr<Journal> journal_;
