@@ -8,33 +8,27 @@
 namespace qdx {
 namespace {
 
-TEST(QDXAppInfoTest, DictionaryHasSevenStringMembersInWireOrder) {
-  TestEnv env;
-  env.setBundleInfo("CFBundleIdentifier", "com.example.game");
-  env.setBundleInfo("CFBundleShortVersionString", "2.4.1");
-  QDXUserDefaults::saveToLocal(Json(123), "QDX_APP_ID");
-  QDXUserDefaults::saveToLocal(Json("Xiaomi"), "QDX_CHANNEL");
-
-  const Json dict = QDXAppInfo().getAppInfo();
-  // Json compares members in order: this pins the wire order too.
-  EXPECT_EQ(dict, (Json{{"appid", "123"},  // stored as a number, sent as text
-                        {"pkg_name", "com.example.game"},
-                        {"app_ver", "2.4.1"},
-                        {"sdk_ver", "1.0.2"},
-                        {"channel", "Xiaomi"},
-                        {"app_sign", ""},
-                        {"tag", ""}}));
-}
-
-// Missing sources read as ""; a value changed after init is what is sent.
-TEST(QDXAppInfoTest, MissingSourcesReadAsEmptyTextAndLaterValuesAreSent) {
+// Missing sources read as ""; the dictionary reads its sources when asked,
+// so values saved or set after init are what is sent.
+TEST(QDXAppInfoTest, DictionaryHasSevenStringMembersInWireOrderReadWhenAsked) {
   TestEnv env;
   env.removeBundleInfo("CFBundleIdentifier");
   env.removeBundleInfo("CFBundleShortVersionString");
   QDXAppInfo info;  // nothing stored yet either
-  for (const char* key : {"appid", "pkg_name", "app_ver", "channel"}) {
+  for (const char* key : {"appid", "pkg_name", "app_ver", "channel"})
     EXPECT_EQ(info.getAppInfo()[key], "") << key;
-  }
+  env.setBundleInfo("CFBundleIdentifier", "com.example.game");
+  env.setBundleInfo("CFBundleShortVersionString", "2.4.1");
+  QDXUserDefaults::saveToLocal(Json(123), "QDX_APP_ID");
+  QDXUserDefaults::saveToLocal(Json("Xiaomi"), "QDX_CHANNEL");
+  // Json compares members in order: this pins the wire order too.
+  EXPECT_EQ(QDXAppInfo().getAppInfo(), (Json{{"appid", "123"},  // stored as a number, sent as text
+                                             {"pkg_name", "com.example.game"},
+                                             {"app_ver", "2.4.1"},
+                                             {"sdk_ver", "1.0.2"},
+                                             {"channel", "Xiaomi"},
+                                             {"app_sign", ""},
+                                             {"tag", ""}}));
   info.channel = "Huawei";
   EXPECT_EQ(info.getAppInfo()["channel"], "Huawei");
 }
