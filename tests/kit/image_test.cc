@@ -19,12 +19,10 @@ std::string sampleJpeg() {  // 16 x 8, red on the left, blue on the right
   return s.str();
 }
 
-std::string samplePng() {
-  return renderPng(std::make_shared<View>(Rect(0, 0, 3, 2)), 1);
-}
-
-TEST(ImageDecoding, UndecodableBytesGiveNoImage) {
-  const std::string png = samplePng(), jpeg = sampleJpeg();
+// A JPEG keeps its size and colours; bytes that do not decode give no image.
+TEST(ImageDecoding, JpegKeepsItsSizeAndColoursAndUndecodableBytesGiveNoImage) {
+  const std::string png = renderPng(std::make_shared<View>(Rect(0, 0, 3, 2)), 1);
+  const std::string jpeg = sampleJpeg();
   ASSERT_FALSE(png.empty());
   ASSERT_FALSE(jpeg.empty());
   const std::optional<std::string> bad[] = {
@@ -37,13 +35,10 @@ TEST(ImageDecoding, UndecodableBytesGiveNoImage) {
       std::string("\xFF\xD8\xFF", 3) + std::string(100, '\0'),
   };
   for (const auto& data : bad) EXPECT_EQ(Image::imageWithData(data), nullptr);
-}
-
-TEST(ImageDecoding, JpegKeepsItsSizeAndColours) {
-  auto jpeg = Image::imageWithData(sampleJpeg());
-  ASSERT_NE(jpeg, nullptr);
-  EXPECT_EQ(jpeg->size(), (Size{16, 8}));
-  Color left = jpeg->colorAt(2, 4), right = jpeg->colorAt(13, 4);
+  auto image = Image::imageWithData(jpeg);
+  ASSERT_NE(image, nullptr);
+  EXPECT_EQ(image->size(), (Size{16, 8}));
+  Color left = image->colorAt(2, 4), right = image->colorAt(13, 4);
   EXPECT_GT(left.red, 0.9);
   EXPECT_LT(left.blue, 0.1);
   EXPECT_GT(right.blue, 0.9);

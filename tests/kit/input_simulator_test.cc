@@ -14,6 +14,11 @@
 namespace qdx::kit {
 namespace {
 
+struct ClickLog : AlertViewDelegate {
+  std::vector<long> clicks;
+  void clickedButtonAtIndex(AlertView&, long index) override { clicks.push_back(index); }
+};
+
 class Taps : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -85,7 +90,7 @@ TEST_F(Taps, HitTestingFindsTheTopmostViewThatTakesTouches) {
   EXPECT_EQ(hits_.back(), "over");
 }
 
-TEST_F(Taps, APresentedControllerTakesTheScreenAndAnAlertOverItTakesEveryTap) {
+TEST_F(Taps, APresentedControllerTakesTheScreenAndAlertsOverItTakeEveryTap) {
   auto root = std::make_shared<ViewController>();
   window_->setRootViewController(root);
   button("root", Rect(0, 0, 100, 100), root->view());
@@ -106,6 +111,20 @@ TEST_F(Taps, APresentedControllerTakesTheScreenAndAnAlertOverItTakesEveryTap) {
   EXPECT_TRUE(pressAlertAction(alert, std::string("确定")));
   EXPECT_EQ(hits_.back(), "确定");
   EXPECT_EQ(tap({10, 410}), "wall");  // the alert is gone
+
+  // Alert views: a button reaches the delegate and closes the alert.
+  auto delegate = std::make_shared<ClickLog>();
+  auto view = std::make_shared<AlertView>("请先连接网络", std::nullopt, delegate, "取消",
+                                          std::vector<std::string>{"确定"});
+  EXPECT_FALSE(pressAlertViewButton(view, 1));  // not on screen yet
+  view->show();
+  EXPECT_TRUE(pressAlertViewButton(view, 1));
+  EXPECT_EQ(delegate->clicks, (std::vector<long>{1}));
+  EXPECT_FALSE(view->isVisible());
+  // An alert not owned by a shared_ptr stays off screen instead of throwing.
+  AlertView loose("请先连接网络", std::nullopt, delegate, "取消", {});
+  loose.show();
+  EXPECT_FALSE(loose.isVisible());
 }
 
 // --- Swipes ------------------------------------------------------------------
@@ -141,29 +160,6 @@ TEST(Swipes, PagesSettleInTheSwipesDirectionInsideTheContent) {
   EXPECT_EQ(log->calls[14], "will@0");
   log.reset();  // a gone delegate is harmless
   EXPECT_EQ(swipe(scroll, 10), 1);
-}
-
-// --- Alert views -----------------------------------------------------------------
-
-struct ClickLog : AlertViewDelegate {
-  std::vector<long> clicks;
-  void clickedButtonAtIndex(AlertView&, long index) override { clicks.push_back(index); }
-};
-
-TEST(AlertViews, ButtonsReachTheDelegateAndCloseTheAlert) {
-  TestEnv env;
-  auto delegate = std::make_shared<ClickLog>();
-  auto alert = std::make_shared<AlertView>("请先连接网络", std::nullopt, delegate, "取消",
-                                           std::vector<std::string>{"确定"});
-  EXPECT_FALSE(pressAlertViewButton(alert, 1));  // not on screen yet
-  alert->show();
-  EXPECT_TRUE(pressAlertViewButton(alert, 1));
-  EXPECT_EQ(delegate->clicks, (std::vector<long>{1}));
-  EXPECT_FALSE(alert->isVisible());
-  // An alert not owned by a shared_ptr stays off screen instead of throwing.
-  AlertView loose("请先连接网络", std::nullopt, delegate, "取消", {});
-  loose.show();
-  EXPECT_FALSE(loose.isVisible());
 }
 
 }  // namespace

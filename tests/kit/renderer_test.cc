@@ -1,5 +1,5 @@
 // Rendering view trees: size at the screen scale, colours where they must
-// be, clipping, alpha, text ink.
+// be, clipping, alpha, text ink; and the attributed text labels draw.
 #include "kit/renderer.h"
 
 #include <gtest/gtest.h>
@@ -109,6 +109,17 @@ TEST_F(Rendering, KernedChineseTitleInksAndWidens) {
     return 0;
   };
   EXPECT_GE(rightmost(8) - rightmost(0), 20);  // three gaps of 8 points
+}
+
+TEST(LabelText, RangesCountUtf16UnitsAndAreClippedToTheText) {
+  AttributedString text("猜你喜欢");
+  EXPECT_EQ(text.length(), 4u);
+  EXPECT_EQ(AttributedString("a😀b").length(), 4u);
+  text.addKern(8, 0, 3);
+  text.addKern(2, 2, 100);  // clipped to the last two characters
+  text.addKern(1, 4, 1);    // starts past the end: dropped
+  ASSERT_EQ(text.kerns().size(), 2u);
+  EXPECT_EQ(text.kerns()[1].length, 2u);
 }
 
 }  // namespace

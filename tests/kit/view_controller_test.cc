@@ -31,7 +31,7 @@ class Presentation : public ::testing::Test {
   ViewController::Completion count_ = [this] { ++completions_; };
 };
 
-TEST_F(Presentation, ThePresenterOwnsThePresentedUntilItDismissesItself) {
+TEST_F(Presentation, ThePresenterOwnsThePresentedUntilItDismissesItselfAndRefusalsChangeNothing) {
   std::weak_ptr<CountingController> weak;
   {
     auto wall = std::make_shared<CountingController>();
@@ -47,9 +47,9 @@ TEST_F(Presentation, ThePresenterOwnsThePresentedUntilItDismissesItself) {
   EXPECT_TRUE(weak.expired());
   EXPECT_EQ(completions_, 2);
   EXPECT_EQ(root_->presentedViewController(), nullptr);
-}
 
-TEST_F(Presentation, RefusedPresentationsChangeNothingAndCompleteNothing) {
+  // Refused presentations change nothing and complete nothing.
+  completions_ = 0;
   auto first = std::make_shared<ViewController>();
   auto second = std::make_shared<ViewController>();
   auto loose = std::make_shared<ViewController>();  // its view is in no window

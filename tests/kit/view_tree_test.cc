@@ -1,6 +1,9 @@
-// The view tree: child order, moving and removing children, and the
-// superview link.
+// The view tree: child order, moving and removing children, the superview
+// link, and target-actions of the controls in it.
 #include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
 
 #include "qdx/kit/Button.h"
 #include "qdx/kit/ImageView.h"
@@ -61,6 +64,25 @@ TEST(ViewTree, TheCloseActionRemovesButtonThenImageThenTheBanner) {
   EXPECT_TRUE(banner->subviews().empty());
   EXPECT_TRUE(container->subviews().empty());
   banner->removeFromSuperview();  // again: harmless
+}
+
+TEST(ControlActions, OnlyLiveActionsForTheSentEventsRunWithTheControlAsSender) {
+  auto button = Button::buttonWithType(ButtonTypeCustom);
+  button->setTag(4);
+  auto target = std::make_shared<int>(0);
+  auto gone = std::make_shared<int>(0);
+  std::vector<std::string> calls;
+  button->addTarget(target, [&](const std::shared_ptr<Control>& sender) {
+    calls.push_back("up:" + std::to_string(sender->tag()));
+  }, 64);  // touch-up-inside
+  button->addTarget(gone, [&](const std::shared_ptr<Control>&) { calls.push_back("gone"); },
+                    ControlEventTouchUpInside);
+  button->addAction([&](const std::shared_ptr<Control>&) { calls.push_back("down"); },
+                    ControlEventTouchDown);
+  gone.reset();
+  EXPECT_EQ(button->actionCount(ControlEventTouchUpInside), 1u);
+  button->sendActionsForControlEvents(ControlEventTouchUpInside);
+  EXPECT_EQ(calls, (std::vector<std::string>{"up:4"}));
 }
 
 }  // namespace

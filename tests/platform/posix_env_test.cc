@@ -38,9 +38,12 @@ TEST(PosixEnvTest, EnvironmentVariablesConfigureItAndBadOnesKeepTheDefaults) {
   EXPECT_TRUE(defaults.connectTo().empty());
   ::setenv("QDX_SCREEN", "320x480", 1);  // the scale may be left out
   EXPECT_EQ(PosixEnv().mainScreen().scale, 2);
+  defaults.setLogSink([](const std::string&) { throw 1; });
+  defaults.log("lost");  // a throwing log sink loses the line quietly
+  EXPECT_TRUE(defaults.openURL("itms-apps://itunes.apple.com/app/id1")) << "it logs the URL";
 }
 
-TEST(PosixEnvTest, AdvertisingIdentifierIsAStableUppercaseUuidPerHome) {
+TEST(PosixEnvTest, TheAdvertisingIdentifierDirectoriesAndLocalStoreFollowTheHome) {
   TestEnv env;
   std::string idfa = env.advertisingIdentifier();
   ASSERT_EQ(idfa.size(), 36u);
@@ -49,10 +52,8 @@ TEST(PosixEnvTest, AdvertisingIdentifierIsAStableUppercaseUuidPerHome) {
   EXPECT_EQ(restarted.advertisingIdentifier(), idfa);
   TestEnv otherApp;
   EXPECT_NE(otherApp.advertisingIdentifier(), idfa);
-}
 
-TEST(PosixEnvTest, DirectoriesAndTheLocalStoreFollowTheHome) {
-  TestEnv env;
+  // Directories and the local store follow the home.
   env.localStore().set("k", "first home");
   KeyValueBackend* store = &env.localStore();
   env.setHomeDirectory(env.tempRoot() + "/second");
@@ -64,13 +65,6 @@ TEST(PosixEnvTest, DirectoriesAndTheLocalStoreFollowTheHome) {
   EXPECT_TRUE(env.localStore().get("k").is_null());
   env.setHomeDirectory(env.tempRoot() + "/home");
   EXPECT_EQ(env.localStore().get("k"), "first home");
-}
-
-TEST(PosixEnvTest, AThrowingLogSinkLosesTheLineQuietly) {
-  PosixEnv env;
-  env.setLogSink([](const std::string&) { throw 1; });
-  env.log("lost");
-  EXPECT_TRUE(env.openURL("itms-apps://itunes.apple.com/app/id1")) << "it logs the URL";
 }
 
 }  // namespace

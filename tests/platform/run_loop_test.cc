@@ -19,7 +19,7 @@ namespace {
 // main loop, and a background thread's loop runs blocks posted to it there.
 // postAndWait blocks its caller until the loop ran the block, or runs it at
 // once on the loop's own thread.
-TEST(RunLoopTest, EachThreadHasItsOwnLoopAndPostAndWaitWaitsForIt) {
+TEST(RunLoopTest, EachThreadHasItsOwnLoopAndBlocksRunInPostingOrder) {
   TestEnv env;
   EXPECT_TRUE(RunLoop::isMainThread());
   EXPECT_EQ(&RunLoop::current(), &RunLoop::main());
@@ -41,13 +41,10 @@ TEST(RunLoopTest, EachThreadHasItsOwnLoopAndPostAndWaitWaitsForIt) {
   bool ranInline = false;
   RunLoop::main().postAndWait([&] { ranInline = true; });
   EXPECT_TRUE(ranInline);
-}
 
-// Blocks run in posting order, those posted while running included, and
-// posts from many threads (before the loop runs) all arrive in each
-// thread's order.
-TEST(RunLoopTest, BlocksRunInPostingOrder) {
-  TestEnv env;
+  // Blocks run in posting order, those posted while running included, and
+  // posts from many threads (before the loop runs) all arrive in each
+  // thread's order.
   RunLoop& loop = RunLoop::main();
   std::vector<int> order;
   loop.post([&] {
@@ -91,13 +88,9 @@ TEST(RunLoopTest, TimersFireUntilCancelledAndWakeTheLoopFromOtherThreads) {
   EXPECT_EQ(repeats, atCancel);
   EXPECT_EQ(once, 1);
   loop.cancelTimer(repeating);  // cancelling twice is harmless
-}
 
-// A loop that was busy owes a repeating timer one fire, not a burst of
-// every fire it missed.
-TEST(RunLoopTest, RepeatingTimerSkipsFiresMissedWhileTheLoopWasBusy) {
-  TestEnv env;
-  RunLoop& loop = RunLoop::main();
+  // A loop that was busy owes a repeating timer one fire, not a burst of
+  // every fire it missed.
   int fires = 0;
   loop.addTimer(0.05, true, [&] { ++fires; });
   loop.post([] { std::this_thread::sleep_for(std::chrono::milliseconds(500)); });
@@ -108,7 +101,7 @@ TEST(RunLoopTest, RepeatingTimerSkipsFiresMissedWhileTheLoopWasBusy) {
   EXPECT_LE(fires, 2);
 }
 
-TEST(RunLoopTest, RunUntilAndRunOnceStopWhenTheyShould) {
+TEST(RunLoopTest, RunUntilAndRunOnceStopWhenTheyShouldAndServeThrowingBlocksAndDescriptors) {
   TestEnv env;
   RunLoop& loop = RunLoop::main();
   EXPECT_FALSE(loop.runUntil([] { return false; }, 0.05));
@@ -120,10 +113,8 @@ TEST(RunLoopTest, RunUntilAndRunOnceStopWhenTheyShould) {
   EXPECT_EQ(ran, 1);
   loop.runOnce(0, false);
   EXPECT_EQ(ran, 2);
-}
 
-TEST(RunLoopTest, ThrowingBlockIsLoggedAndTheLoopGoesOn) {
-  TestEnv env;
+  // A throwing block is logged and the loop goes on.
   bool after = false;
   RunLoop::main().post([] { throw std::runtime_error("boom"); });
   RunLoop::main().post([] { throw 42; });
@@ -131,10 +122,8 @@ TEST(RunLoopTest, ThrowingBlockIsLoggedAndTheLoopGoesOn) {
   EXPECT_TRUE(RunLoop::main().runUntil([&] { return after; }, 5));
   EXPECT_EQ(env.logCount("boom"), 1u);
   EXPECT_EQ(env.logLines().size(), 2u);
-}
 
-TEST(RunLoopTest, WatchedDescriptorIsServedOnTheLoopThread) {
-  TestEnv env;
+  // A watched descriptor is served on the loop thread.
   int fds[2];
   ASSERT_EQ(::pipe(fds), 0);
   std::string received;

@@ -22,7 +22,7 @@ void writeFile(const std::string& path, const std::string& bytes) {
 
 // Unusual keys and text round trip across reopening; a value the store did
 // not write and cannot read counts as absent, said once, until overwritten.
-TEST(SqliteKeyValueStoreTest, ValuesRoundTripAndUnreadableOnesReadAbsent) {
+TEST(SqliteStoresTest, ValuesRoundTripByteForByteAndUnreadableOnesReadAbsent) {
   TestEnv env;
   const std::string path = env.tempRoot() + "/prefs.sqlite";
   const std::string keys[] = {"", "'; DROP TABLE preferences; --", "中文键", "a\nb"};
@@ -45,11 +45,31 @@ TEST(SqliteKeyValueStoreTest, ValuesRoundTripAndUnreadableOnesReadAbsent) {
   EXPECT_EQ(env.logCount("bad"), 1u);
   reopened.set("bad", "fixed");
   EXPECT_EQ(reopened.get("bad"), "fixed");
+
+  // Keychain items are keyed by service and account: a second add is
+  // refused, not merged; data is kept byte for byte, in a file only its
+  // owner can read.
+  SecureItemBackend& secure = env.keychain();
+  const std::string data("\0\x01\xff archive", 11);
+  EXPECT_TRUE(secure.add("svc", "acct", data));
+  EXPECT_FALSE(secure.add("svc", "acct", "second"));
+  EXPECT_EQ(secure.copyMatching("svc", "acct"), data);
+  EXPECT_TRUE(secure.add("svc", "other", "")) << "the account is part of the key";
+  EXPECT_EQ(secure.copyMatching("svc", "other"), "");
+  EXPECT_EQ(secure.copyMatching("svc", "nobody"), std::nullopt);
+  EXPECT_TRUE(secure.remove("svc", "acct"));
+  EXPECT_FALSE(secure.remove("svc", "acct"));
+  EXPECT_EQ(secure.items(), (std::vector<std::pair<std::string, std::string>>{{"svc", "other"}}));
+
+  struct stat info {};
+  const std::string vault = SqliteSecureStore::databasePathInDirectory(env.keychainDirectory());
+  ASSERT_EQ(::stat(vault.c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0600u);
 }
 
 // A file that is no database (or a damaged one) is set aside and replaced,
 // with one line each, and the store works on.
-TEST(SqliteStoresTest, GarbageDatabasesAreReplacedWithOneLogLineEach) {
+TEST(SqliteStoresTest, GarbageDatabasesAreReplacedAndUnopenableOnesDegradeQuietly) {
   TestEnv env;
   const std::string prefs = SqliteKeyValueStore::databasePathForHome(env.homeDirectory());
   writeFile(prefs, std::string(8192, '\x5a'));
@@ -65,11 +85,10 @@ TEST(SqliteStoresTest, GarbageDatabasesAreReplacedWithOneLogLineEach) {
   EXPECT_EQ(env.logCount("damaged"), 2u);
   EXPECT_EQ(env.logLines().size(), 2u);
   EXPECT_TRUE(std::filesystem::exists(prefs + ".damaged"));
-}
 
-TEST(SqliteKeyValueStoreTest, UnopenableLocationDegradesQuietly) {
-  TestEnv env;
-  // A regular file where the database's directory should be.
+  // A regular file where a database's directory should be: the store
+  // degrades quietly.
+  env.clearLog();
   writeFile(env.tempRoot() + "/blocker", "x");
   SqliteKeyValueStore store(env.tempRoot() + "/blocker/prefs.sqlite");
   store.set("k", 1);
@@ -79,28 +98,6 @@ TEST(SqliteKeyValueStoreTest, UnopenableLocationDegradesQuietly) {
   store.remove("k");
   EXPECT_EQ(env.logCount("cannot open"), 1u) << "said once, not on every call";
   EXPECT_EQ(env.logLines().size(), 1u);
-}
-
-// Items are keyed by service and account: a second add is refused, not
-// merged; data is kept byte for byte, in a file only its owner can read.
-TEST(SqliteSecureStoreTest, AddRefusesDuplicatesAndKeepsBytesInAPrivateFile) {
-  TestEnv env;
-  SecureItemBackend& store = env.keychain();
-  const std::string data("\0\x01\xff archive", 11);
-  EXPECT_TRUE(store.add("svc", "acct", data));
-  EXPECT_FALSE(store.add("svc", "acct", "second"));
-  EXPECT_EQ(store.copyMatching("svc", "acct"), data);
-  EXPECT_TRUE(store.add("svc", "other", "")) << "the account is part of the key";
-  EXPECT_EQ(store.copyMatching("svc", "other"), "");
-  EXPECT_EQ(store.copyMatching("svc", "nobody"), std::nullopt);
-  EXPECT_TRUE(store.remove("svc", "acct"));
-  EXPECT_FALSE(store.remove("svc", "acct"));
-  EXPECT_EQ(store.items(), (std::vector<std::pair<std::string, std::string>>{{"svc", "other"}}));
-
-  struct stat info {};
-  const std::string path = SqliteSecureStore::databasePathInDirectory(env.keychainDirectory());
-  ASSERT_EQ(::stat(path.c_str(), &info), 0);
-  EXPECT_EQ(info.st_mode & 0777, 0600u);
 }
 
 }  // namespace

@@ -12,12 +12,7 @@
 namespace qdx {
 namespace {
 
-using kit::Application;
-using kit::ApplicationDelegate;
-using kit::Rect;
-using kit::View;
-using kit::ViewController;
-using kit::Window;
+using namespace kit;  // NOLINT: the test builds kit trees throughout
 
 class AdRequest : public ::testing::Test {
  protected:
@@ -70,10 +65,10 @@ TEST_F(AdRequest, TheCurrentControllerFollowsTheWindowList) {
 
   auto& app = Application::sharedApplication();
   auto overlay = std::make_shared<Window>();
-  overlay->setWindowLevel(kit::WindowLevelAlert);
+  overlay->setWindowLevel(WindowLevelAlert);
   overlay->setRootViewController(std::make_shared<ViewController>());
   auto statusBar = std::make_shared<Window>();
-  statusBar->setWindowLevel(kit::WindowLevelStatusBar);
+  statusBar->setWindowLevel(WindowLevelStatusBar);
   auto plainView = std::make_shared<View>();
   statusBar->setNextResponder(plainView);  // a responder, but no controller
   auto normal = std::make_shared<Window>();

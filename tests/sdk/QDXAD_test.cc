@@ -5,7 +5,6 @@
 #include <memory>
 #include <string>
 
-#include "ads/QDXADManager.h"
 #include "platform/run_loop.h"
 #include "qdx/QDXADRequest.h"
 #include "sdk/QDXUserDefaults.h"
@@ -19,19 +18,15 @@ constexpr const char* kKey = "0123456789abcdef0123";
 
 Json stored(const std::string& key) { return QDXUserDefaults::getObjectFromLocal(key); }
 
-bool backgroundFlagLowered() { return stored("QDXBACKGROUND").is_null(); }
-
 // Starts offline unless a test says otherwise: start-up steps up to the
 // network test are what this file looks at.
 class QDXADStartTest : public ::testing::Test {
  protected:
   QDXADStartTest() {
-    QDXAD::setDebug(false);
     env.setDataNetworkCode(0);
     env.setNow(1700000000.4996);
     env.setBundleInfo("CFBundleShortVersionString", "3.1");
   }
-  ~QDXADStartTest() override { QDXAD::setDebug(false); }
   TestEnv env;
 };
 
@@ -113,7 +108,7 @@ TEST_F(QDXADStartTest, OnlyATickWhileActiveLowersTheFlagAndRestartsTheUseTime) {
     EXPECT_EQ(stored("QDX_S_TIME"), 1700000000) << flag.dump();
   }
   QDXUserDefaults::saveToLocal(Json("2"), "QDXBACKGROUND");
-  EXPECT_TRUE(RunLoop::main().runUntil(backgroundFlagLowered, 3));
+  EXPECT_TRUE(RunLoop::main().runUntil([] { return stored("QDXBACKGROUND").is_null(); }, 3));
   EXPECT_EQ(stored("QDX_S_TIME"), 1700000600);
 
   facade.reset();
@@ -150,15 +145,6 @@ TEST_F(QDXADStartTest, OnlyPortraitBannerAndWallRequestsGoAnywhere) {
   RunLoop::main().runFor(1.0);
   EXPECT_TRUE(env.logLines().empty());
   EXPECT_TRUE(server.journal().empty());
-}
-
-TEST(QDXADDelegateTest, DelegateIsHeldWeakly) {
-  TestEnv env;
-  auto delegate = std::make_shared<QDXADDelegate>();
-  QDXAD::setADDelegate(delegate);
-  EXPECT_EQ(QDXADManager::defaultADManager().delegate(), delegate);
-  delegate.reset();
-  EXPECT_EQ(QDXADManager::defaultADManager().delegate(), nullptr);
 }
 
 }  // namespace

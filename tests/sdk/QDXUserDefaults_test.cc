@@ -24,8 +24,15 @@ Json::value_t kindOf(const Json& value) {
 
 // Values of every kind the SDK keeps read back from a reopened store with
 // their kind (a whole-valued float stays a float) and a dictionary its order.
+// Removing a key, or saving null to it, shows at once.
 TEST(QDXUserDefaultsTest, EveryValueKindKeepsItsKindAcrossAReopen) {
   TestEnv env;
+  QDXUserDefaults::saveToLocal("AppStore", "QDX_CHANNEL");
+  QDXUserDefaults::removeObjectFromLocal("QDX_CHANNEL");
+  QDXUserDefaults::saveToLocal(7, "QDX_UBIT_ADTYPE");
+  QDXUserDefaults::saveToLocal(nullptr, "QDX_UBIT_ADTYPE");
+  QDXUserDefaults::removeObjectFromLocal("never");  // harmless
+  EXPECT_TRUE(env.localStore().keys().empty());
   const std::pair<const char*, Json> values[] = {
       {"QDX_APP_ID", 12345},
       {"QDX_APP_KEY", "secret"},
@@ -46,18 +53,6 @@ TEST(QDXUserDefaultsTest, EveryValueKindKeepsItsKindAcrossAReopen) {
   EXPECT_EQ(json::asInteger(QDXUserDefaults::getObjectFromLocal("QDXBACKGROUND")), 1);
 }
 
-TEST(QDXUserDefaultsTest, RemovalAndNullSavesShowAtOnce) {
-  TestEnv env;
-  QDXUserDefaults::saveToLocal("AppStore", "QDX_CHANNEL");
-  QDXUserDefaults::removeObjectFromLocal("QDX_CHANNEL");
-  EXPECT_TRUE(QDXUserDefaults::getObjectFromLocal("QDX_CHANNEL").is_null());
-  QDXUserDefaults::saveToLocal(7, "QDX_UBIT_ADTYPE");
-  QDXUserDefaults::saveToLocal(nullptr, "QDX_UBIT_ADTYPE");
-  EXPECT_TRUE(QDXUserDefaults::getObjectFromLocal("QDX_UBIT_ADTYPE").is_null());
-  QDXUserDefaults::removeObjectFromLocal("never");  // harmless
-  EXPECT_TRUE(env.localStore().keys().empty());
-}
-
 // Threads of one host and a second process of the same app (a restarted
 // host while the old one is still finishing) save at once: each waits for
 // its turn instead of dropping saves, and readers see their own writes. The
@@ -65,8 +60,7 @@ TEST(QDXUserDefaultsTest, RemovalAndNullSavesShowAtOnce) {
 TEST(QDXUserDefaultsTest, ConcurrentSavesFromThreadsAndAnotherProcessLoseNothing) {
   TestEnv env;
   QDXUserDefaults::saveToLocal("before fork", "QDX_CHANNEL");
-  constexpr int kThreads = 4;
-  constexpr int kSaves = 150;
+  constexpr int kThreads = 4, kSaves = 150;
   auto saveAll = [](const std::string& prefix) {
     for (int i = 0; i < kSaves; ++i) {
       QDXUserDefaults::saveToLocal(i, prefix + std::to_string(i));
