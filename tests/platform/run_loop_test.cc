@@ -24,18 +24,18 @@ TEST(RunLoopTest, EachThreadHasItsOwnLoopAndBlocksRunInPostingOrder) {
   EXPECT_TRUE(RunLoop::isMainThread());
   EXPECT_EQ(&RunLoop::current(), &RunLoop::main());
   EXPECT_EQ(RunLoop::main().modes(), std::vector<std::string>{"kCFRunLoopDefaultMode"});
-  std::atomic<RunLoop*> loop{nullptr};
+  std::atomic<RunLoop*> workerLoop{nullptr};
   std::atomic<bool> stop{false};
   std::thread worker([&] {
-    loop = &RunLoop::current();
+    workerLoop = &RunLoop::current();
     RunLoop::current().runUntil([&] { return stop.load(); }, 10);
   });
-  while (loop.load() == nullptr) std::this_thread::yield();
-  EXPECT_NE(loop.load(), &RunLoop::main());
+  while (workerLoop.load() == nullptr) std::this_thread::yield();
+  EXPECT_NE(workerLoop.load(), &RunLoop::main());
   bool onWorker = false;
-  loop.load()->postAndWait([&] { onWorker = !RunLoop::isMainThread(); });
+  workerLoop.load()->postAndWait([&] { onWorker = !RunLoop::isMainThread(); });
   stop = true;
-  loop.load()->post([] {});  // wakes it to see stop
+  workerLoop.load()->post([] {});  // wakes it to see stop
   worker.join();
   EXPECT_TRUE(onWorker);
   bool ranInline = false;
