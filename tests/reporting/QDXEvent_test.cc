@@ -1,10 +1,6 @@
 // The event forms and the pending list's filing and delete rules.
 #include "reporting/QDXEvent.h"
 
-#include <gtest/gtest.h>
-
-#include <set>
-
 #include "reporting_fixture.h"
 
 namespace qdx::testing {
@@ -47,8 +43,7 @@ TEST_F(EventFormsTest, EachFormHasExactlyItsKeysAndOnlyAdEventsAreFiled) {
                                         "from_appid", "to_appid", "s_time",   "e_time", "adtype"};
   QDXEvent shown = adEvent(1, 2);
   shown.adid.reset();  // a nil string is written as null: the key stays
-  QDXEvent activation;
-  activation.sub_type = 6;
+  const QDXEvent activation{.sub_type = 6};
   const std::vector<std::pair<Json, std::set<std::string>>> forms = {
       {adEvent(0, 1).getEventDictinary(),
        {"event_id", "type", "sub_type", "ubit", "from_appid", "s_time", "e_time", "adtype"}},

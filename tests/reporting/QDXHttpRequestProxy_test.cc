@@ -2,12 +2,6 @@
 // acknowledgements and what stays stored when the server refuses.
 #include "reporting/QDXHttpRequestProxy.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <set>
-
-#include "identity/QDXKeyChain.h"
 #include "reporting_fixture.h"
 
 namespace qdx::testing {
@@ -44,15 +38,6 @@ TEST_F(SessionTest, ShowAndClickReuseTheLinkedSessionWhoseGroupTheirAcknowledgem
   EXPECT_EQ(click["event_id"], 4);
 }
 
-TEST_F(SessionTest, AnActivationFirstTakesZeroAndLeavesTheCounterAtZero) {
-  reporter().reportActiveEvent();
-  reporter().reportRequestEventWithUbit("BANNER", "ad", "app", 1);
-  const auto bodies = bodiesFor("report_event");
-  ASSERT_EQ(bodies.size(), 2u);
-  EXPECT_EQ(bodies[0]["event_list"][0]["event_id"], 0);
-  EXPECT_EQ(bodies[1]["event_list"][0]["event_id"], 1) << "the request's own first value";
-}
-
 TEST_F(SessionTest, ARequestStartsASessionThatUseTimeTakesOverFromTheRunStamp) {
   QDXUserDefaults::saveToLocal("1699999999000", "100010000");
   reporter().reportUseTime();
@@ -73,7 +58,8 @@ TEST_F(SessionTest, ARequestStartsASessionThatUseTimeTakesOverFromTheRunStamp) {
 
 using AcknowledgementTest = ServerReportingTest;
 
-TEST_F(AcknowledgementTest, OnlyAnAcknowledgedRequestLeavesNothingPending) {
+TEST_F(AcknowledgementTest, AnActivationTakesZeroAndOnlyAnAcknowledgedRequestLeavesNothingPending) {
+  reporter().reportActiveEvent();  // never filed
   for (const char* fault : {"report_event:none", "report_event:retcode:1", "report_event:garbage",
                             "report_event:http:500", "report_event:drop"}) {
     SCOPED_TRACE(fault);
@@ -82,14 +68,21 @@ TEST_F(AcknowledgementTest, OnlyAnAcknowledgedRequestLeavesNothingPending) {
     reporter().reportRequestEventWithUbit("BANNER", "ad", "app", 1);
     EXPECT_EQ(pendingGroups().size(), std::string(fault).ends_with("none") ? 0u : 1u);
   }
+  EXPECT_EQ(bodiesFor("report_event").at(0)["event_list"][0]["event_id"], 0);
+  EXPECT_EQ(bodiesFor("report_event").at(1)["event_list"][0]["event_id"], 1) << "counter left at 0";
 }
 
-TEST_F(AcknowledgementTest, ARefusedBaseInfoReportLeavesTheKeychainVersionUnset) {
+TEST_F(AcknowledgementTest, ARefusedBaseInfoOrAnUnansweredCrashRecordLeavesNothingStored) {
   server_.setFault("report_base_info:retcode:3");
   reporter().reportBaseInfo();
   ASSERT_TRUE(serveMainUntil([&] { return env_.logContains("基本信息上报"); }));
   EXPECT_TRUE(QDXKeyChain::getUniqueStrWithName("QDX_APP_VERSION").is_null());
   EXPECT_EQ(bodiesFor("report_base_info")[0], Json::object()) << "the envelope carries it all";
+
+  server_.setFault("error_log_report:drop");
+  reporter().reportCrashWithDictionary({{"ex_st", "s"}, {"ex_msg", "m"}, {"timestamp", 5}});
+  EXPECT_TRUE(env_.logContains("异常信息 return nil"));
+  EXPECT_FALSE(std::filesystem::exists(QDXHttpRequestProxy::crashLogDirectory()));
 }
 
 TEST_F(AcknowledgementTest, ResendPostsEveryGroupAndTheFirstAcknowledgementClearsAll) {
@@ -109,13 +102,6 @@ TEST_F(AcknowledgementTest, ResendPostsEveryGroupAndTheFirstAcknowledgementClear
   server_.clearFaults();
   reporter().reportEvent();
   ASSERT_TRUE(serveMainUntil([] { return stored("QDX_REPORT_EVENT_LIST").is_null(); }));
-}
-
-TEST_F(AcknowledgementTest, AnUnansweredCrashRecordIsLost) {
-  server_.setFault("error_log_report:drop");
-  reporter().reportCrashWithDictionary({{"ex_st", "s"}, {"ex_msg", "m"}, {"timestamp", 5}});
-  EXPECT_TRUE(env_.logContains("异常信息 return nil"));
-  EXPECT_FALSE(std::filesystem::exists(QDXHttpRequestProxy::crashLogDirectory()));
 }
 
 }  // namespace

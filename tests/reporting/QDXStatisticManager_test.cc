@@ -1,9 +1,6 @@
 // Registration and the utype report against the reference server.
 #include "reporting/QDXStatisticManager.h"
 
-#include <gtest/gtest.h>
-
-#include "identity/QDXKeyChain.h"
 #include "reporting_fixture.h"
 
 namespace qdx::testing {
@@ -49,38 +46,33 @@ TEST_F(UTypeTest, TheAnswerDecidesBetweenTheTypesFlagAndThePendingType) {
   EXPECT_EQ(bodiesFor("report_u_type")[0], Json({{"utype", 1}}));
 }
 
-// The whole registration, synchronously on this thread; its base-information
-// post completes on the main loop.
-void registerNow() { QDXStatisticManager().newThreadRegisterDevice(); }
-
 using RegistrationTest = ServerReportingTest;
 
+// Each registration runs synchronously on this thread; its base-information
+// post completes on the main loop.
 TEST_F(RegistrationTest, OnlyAChannelAndADeviceIdInTheAnswerLeadToTheActivation) {
   QDXUserDefaults::removeObjectFromLocal("QDX_CHANNEL");
-  registerNow();
+  QDXStatisticManager().newThreadRegisterDevice();
   EXPECT_TRUE(env_.logContains("渠道号为空，设备注册失败"));
   EXPECT_TRUE(server_.journal().empty());
 
   QDXUserDefaults::saveToLocal("AppStore", "QDX_CHANNEL");
-  server_.setFault("reg_dev:drop");
-  registerNow();
-  EXPECT_TRUE(env_.logContains("注册设备返回为空"));
-  for (const char* fault : {"reg_dev:garbage", "reg_dev:no-data", "reg_dev:plaintext-data",
-                            "reg_dev:retcode:4", "reg_dev:http:503"}) {
+  for (const char* fault : {"reg_dev:drop", "reg_dev:garbage", "reg_dev:no-data",
+                            "reg_dev:plaintext-data", "reg_dev:retcode:4", "reg_dev:http:503"}) {
     SCOPED_TRACE(fault);
     ASSERT_TRUE(server_.setFault(fault));
-    registerNow();
+    QDXStatisticManager().newThreadRegisterDevice();
     EXPECT_TRUE(QDXKeyChain::getUniqueStrWithName("QDX_Dev_ID").is_null());
   }
+  EXPECT_TRUE(env_.logContains("注册设备返回为空")) << "for the unanswered one";
   EXPECT_TRUE(server_.entriesFor("report_event").empty()) << "bad answers report nothing";
 
   // A good answer while "QDX_APP_VERSION" already equals the app's version:
   // the activation only, no base information.
   server_.clearFaults();
   QDXKeyChain::saveUniqueStrWithName("QDX_APP_VERSION", "1.0");
-  registerNow();
-  EXPECT_TRUE(QDXKeyChain::getUniqueStrWithName("QDX_Dev_ID").is_string());
-  EXPECT_EQ(bodiesFor("report_event").at(0)["event_list"][0]["sub_type"], 6);
+  QDXStatisticManager().newThreadRegisterDevice();
+  EXPECT_EQ(bodiesFor("report_event").at(0)["event_list"][0]["sub_type"], 6) << "registered";
   settle();
   EXPECT_TRUE(server_.entriesFor("report_base_info").empty());
 }

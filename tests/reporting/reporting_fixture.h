@@ -1,18 +1,21 @@
 #pragma once
 // Shared set-up of the reporting tests: a fresh test platform holding what
 // start-up stores before any report (app id, app key, channel), optionally
-// with the reference server behind it.
+// with the reference server behind it, and the headers all its tests use.
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <filesystem>
 #include <functional>
+#include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "common/json_access.h"
+#include "identity/QDXKeyChain.h"
 #include "platform/run_loop.h"
 #include "qdx/QDXTypes.h"
+#include "reporting/QDXHttpRequestProxy.h"
+#include "reporting/property_list_file.h"
 #include "sdk/QDXLog.h"
 #include "sdk/QDXUserDefaults.h"
 #include "support/reference_server.h"
@@ -20,6 +23,8 @@
 #include "transport/QDXDictionaryAndJSON.h"
 
 namespace qdx::testing {
+
+namespace fs = std::filesystem;
 
 inline constexpr std::int64_t kTestAppId = 10001;
 
@@ -43,20 +48,10 @@ inline std::vector<Json> pendingGroups() {
 }
 
 // Serves the main run loop (where asynchronous completions arrive) until
-// predicate holds or timeoutSeconds pass.
+// predicate holds or timeoutSeconds pass; predicate is also checked every
+// 10 ms, so it may wait for work done on other threads.
 inline bool serveMainUntil(const std::function<bool()>& predicate, double timeoutSeconds = 10) {
   return RunLoop::main().runUntil(predicate, timeoutSeconds);
-}
-
-// Polls predicate (for work done on other threads) without serving a loop.
-inline bool waitUntil(const std::function<bool()>& predicate, double timeoutSeconds = 10) {
-  const auto deadline =
-      std::chrono::steady_clock::now() + std::chrono::duration<double>(timeoutSeconds);
-  while (!predicate()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return true;
 }
 
 // A test platform with the identity stored (no server), logging as while

@@ -1,30 +1,23 @@
 // The online part of start-up, seen from the reference server: first and
 // later starts, starts without network, and what earlier runs left behind.
-#include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <iterator>
 
-#include "identity/QDXKeyChain.h"
 #include "qdx/QDXAD.h"
-#include "reporting/QDXHttpRequestProxy.h"
 #include "reporting/background_work.h"
-#include "reporting/property_list_file.h"
 #include "reporting/startup_reports.h"
 #include "reporting_fixture.h"
 
 namespace qdx::testing {
 namespace {
 
-namespace fs = std::filesystem;
-
 class StartupTest : public ServerReportingTest {
  protected:
   // The start-ups' background threads must be done with the platform
   // before it goes.
   void TearDown() override {
-    EXPECT_TRUE(waitUntil([] { return detachedWorkInFlight() == 0; }));
+    EXPECT_TRUE(serveMainUntil([] { return detachedWorkInFlight() == 0; }));
     RunLoop::main().runFor(0.2);
     EXPECT_EQ(::chdir("/"), 0);  // the crash-log tests move into their directory
   }
@@ -48,7 +41,7 @@ class StartupTest : public ServerReportingTest {
   // configuration answers of `starts` starts and the image warm-ups.
   void quiesce(std::size_t starts) {
     EXPECT_TRUE(server_.waitForEntries("get_configuration", starts));
-    EXPECT_TRUE(waitUntil([] { return detachedWorkInFlight() == 0; }));
+    EXPECT_TRUE(serveMainUntil([] { return detachedWorkInFlight() == 0; }));
     EXPECT_EQ(cachedImageFiles(), 4u);
     settle();
   }
@@ -65,8 +58,8 @@ TEST_F(StartupTest, AFirstOnlineStartRegistersAndActivatesTheNextSendsOnlyTheCon
   auto first = start();
   // Registration ends with the activation's acknowledgement; the
   // configuration and base information are stored on the main loop.
-  ASSERT_TRUE(waitUntil([] { return !keychain("QDX_REPORT_ACTIVE").is_null(); }));
-  ASSERT_TRUE(waitUntil([&] { return cachedImageFiles() == 4; }));
+  ASSERT_TRUE(serveMainUntil([] { return !keychain("QDX_REPORT_ACTIVE").is_null(); }));
+  ASSERT_TRUE(serveMainUntil([&] { return cachedImageFiles() == 4; }));
   ASSERT_TRUE(serveMainUntil([] { return !stored("QDX_Global_Config").is_null(); }));
   ASSERT_TRUE(serveMainUntil([] { return !keychain("QDX_APP_VERSION").is_null(); }));
   const auto registrations = bodiesFor("reg_dev");
@@ -99,13 +92,9 @@ TEST_F(StartupTest, AFirstOnlineStartRegistersAndActivatesTheNextSendsOnlyTheCon
 
 TEST_F(StartupTest, AnOfflineStartSendsNothingTheFirstOnlineOneRegistersALaterOneActivates) {
   env_.setDataNetworkCode(0);
-  env_.setNow(1700000000.25);
   auto offline = start();
   settle();
   EXPECT_TRUE(server_.journal().empty());
-  EXPECT_TRUE(env_.logContains("SDK初始化没有网络连接"));
-  EXPECT_EQ(stored("QDX_S_TIME"), 1700000000);
-  EXPECT_EQ(stored("100010000"), "1700000000250");
 
   env_.setDataNetworkCode(5);
   ASSERT_TRUE(server_.setFault("report_event:retcode:1"));
@@ -142,7 +131,6 @@ TEST_F(StartupTest, LeftoversOfAnEarlierRunAreSentAtTheNextStart) {
   }));
   EXPECT_EQ(bodiesFor("report_u_type")[0], Json({{"utype", 4}}));
   EXPECT_TRUE(stored("QDX_UBIT_ADTYPE").is_null());
-  EXPECT_TRUE(server_.entriesFor("reg_dev").empty());
   quiesce(1);
   EXPECT_EQ(bodiesFor("report_event").size(), 2u)
       << "the kept use-time group and the pending group: no new period, no activation";
