@@ -43,7 +43,8 @@ TEST_F(EventFormsTest, EachFormHasExactlyItsKeysAndOnlyAdEventsAreFiled) {
                                         "from_appid", "to_appid", "s_time",   "e_time", "adtype"};
   QDXEvent shown = adEvent(1, 2);
   shown.adid.reset();  // a nil string is written as null: the key stays
-  const QDXEvent activation{.sub_type = 6};
+  QDXEvent activation;
+  activation.sub_type = 6;
   const std::vector<std::pair<Json, std::set<std::string>>> forms = {
       {adEvent(0, 1).getEventDictinary(),
        {"event_id", "type", "sub_type", "ubit", "from_appid", "s_time", "e_time", "adtype"}},

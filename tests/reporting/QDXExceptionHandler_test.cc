@@ -114,9 +114,8 @@ using CriticalDataTest = ServerReportingTest;
 
 TEST_F(CriticalDataTest, BuildsASecondsRecordFromReasonAndAddressesOnlyWhenItHasAddresses) {
   env_.setNow(1700000000.75);
-  QDXException exception{.name = UncaughtExceptionHandlerSignalExceptionName,
-                         .reason = "Signal 11 was raised.",
-                         .userInfo = {{UncaughtExceptionHandlerSignalKey, 11}}};
+  QDXException exception{UncaughtExceptionHandlerSignalExceptionName, "Signal 11 was raised.",
+                         {{UncaughtExceptionHandlerSignalKey, 11}}, {}, {}};
   QDXExceptionHandler handler;
   handler.validateAndSaveCriticalApplicationData(exception);
   EXPECT_FALSE(handler.dismissed()) << "no record without addresses: the handling goes on";
