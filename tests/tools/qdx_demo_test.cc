@@ -1,11 +1,16 @@
-// Runs the demo program as a host would and reads what it prints.
+// Runs the demo program as a host would and reads what it prints, and the
+// sample scene its --sample-png option draws.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
 #include <array>
 #include <cstdio>
+#include <fstream>
+#include <sstream>
 #include <string>
+#include <vector>
 
+#include "qdx/kit/Image.h"
 #include "support/reference_server.h"
 #include "support/test_env.h"
 
@@ -38,33 +43,28 @@ bool contains(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
 }
 
-TEST(QdxDemoTest, OfflineRunPrintsWhatStartUpStored) {
+void expectAllIn(const DemoRun& run, const std::vector<std::string>& parts) {
+  for (const std::string& part : parts) EXPECT_TRUE(contains(run.output, part)) << part << "\n" << run.output;
+}
+
+TEST(QdxDemoTest, OfflineRunPrintsWhatStartUpStoredAndLogsOnlyWhileDebugging) {
   TestEnv env;
   const DemoRun run = runDemo(env.tempRoot(), "--offline --channel '' --app-id 77 --run-seconds 0.2");
   ASSERT_EQ(run.exitCode, 0) << run.output;
-  EXPECT_TRUE(contains(run.output, "network code: 0")) << run.output;
-  EXPECT_TRUE(contains(run.output, "local store (6 keys):")) << run.output;
-  EXPECT_TRUE(contains(run.output, "  QDX_APP_ID = 77\n")) << run.output;
-  EXPECT_TRUE(contains(run.output, "  QDX_CHANNEL = \"AppStore\"\n")) << run.output;
-  EXPECT_TRUE(contains(run.output, "  770000 = \"")) << run.output;
-  EXPECT_TRUE(contains(run.output, "keychain (0 items):")) << run.output;
+  expectAllIn(run, {"network code: 0", "local store (6 keys):", "  QDX_APP_ID = 77\n",
+                    "  QDX_CHANNEL = \"AppStore\"\n", "  770000 = \"", "keychain (0 items):"});
   EXPECT_FALSE(contains(run.output, "SDK初始化没有网络连接")) << "logged without --debug";
-}
-
-TEST(QdxDemoTest, DebugSwitchShowsTheOfflineLine) {
-  TestEnv env;
-  const DemoRun run = runDemo(env.tempRoot(), "--offline --debug --run-seconds 0");
-  ASSERT_EQ(run.exitCode, 0) << run.output;
-  EXPECT_TRUE(contains(run.output, "SDK初始化没有网络连接")) << run.output;
+  const DemoRun debug = runDemo(env.tempRoot(), "--offline --debug --run-seconds 0");
+  ASSERT_EQ(debug.exitCode, 0) << debug.output;
+  expectAllIn(debug, {"SDK初始化没有网络连接"});
 }
 
 TEST(QdxDemoTest, OnlineRunRegistersOnceAgainstItsOwnServer) {
   TestEnv env;
   const DemoRun first = runDemo(env.tempRoot(), "--run-seconds 1.5");
   ASSERT_EQ(first.exitCode, 0) << first.output;
-  EXPECT_TRUE(contains(first.output, "server: reference server on 127.0.0.1:")) << first.output;
-  EXPECT_TRUE(contains(first.output, "POST reg_dev signature=valid")) << first.output;
-  EXPECT_TRUE(contains(first.output, "  QDX_Dev_ID = \"")) << first.output;
+  expectAllIn(first, {"server: reference server on 127.0.0.1:", "POST reg_dev signature=valid",
+                      "  QDX_Dev_ID = \""});
 
   // The keychain keeps the device id: the next start does not register.
   const DemoRun second = runDemo(env.tempRoot(), "--run-seconds 1.0");
@@ -81,10 +81,9 @@ TEST(QdxDemoTest, ConnectToGivenUsesThatServerAsItIs) {
                           "QDX_CONNECT_TO=" + server.connectTo() +
                               " QDX_CA_FILE=" + QDX_TEST_CA_FILE);
   ASSERT_EQ(run.exitCode, 0) << run.output;
-  EXPECT_TRUE(contains(run.output, "server: as QDX_CONNECT_TO says")) << run.output;
+  expectAllIn(run, {"server: as QDX_CONNECT_TO says", "POST reg_dev signature=valid"});
   EXPECT_FALSE(contains(run.output, "reference server on")) << run.output;
   EXPECT_TRUE(server.waitForEntries("reg_dev", 1, 1));
-  EXPECT_TRUE(contains(run.output, "POST reg_dev signature=valid")) << run.output;
 }
 
 TEST(QdxDemoTest, BadOptionsExitWithUsage) {
@@ -92,8 +91,28 @@ TEST(QdxDemoTest, BadOptionsExitWithUsage) {
   for (const char* args : {"--app-id 12x", "--run-seconds -1", "--channel", "--bogus"}) {
     const DemoRun run = runDemo(env.tempRoot(), args);
     EXPECT_EQ(run.exitCode, 2) << args;
-    EXPECT_TRUE(contains(run.output, "usage: qdx-demo")) << args << "\n" << run.output;
+    expectAllIn(run, {"usage: qdx-demo"});
   }
+  EXPECT_EQ(runDemo(env.tempRoot(), "--sample-png").exitCode, 2);
+}
+
+TEST(QdxDemoTest, SamplePngDrawsTheSceneAtTheScreenScale) {
+  TestEnv env;
+  const std::string path = env.tempRoot() + "/scene.png";
+  ASSERT_EQ(runDemo(env.tempRoot(), "--sample-png " + path, "QDX_SCREEN=320x568@2").exitCode, 0);
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream bytes;
+  bytes << in.rdbuf();
+  auto image = kit::Image::imageWithData(bytes.str());
+  ASSERT_NE(image, nullptr);
+  EXPECT_EQ(image->pixelWidth(), 640);  // 320 points at scale 2
+  EXPECT_EQ(image->pixelHeight(), 440);
+  // The banner's artwork starts orange at its left edge, below a light top.
+  kit::Color banner = image->colorAt(4, 60);
+  EXPECT_GT(banner.red, 0.8);
+  EXPECT_LT(banner.blue, 0.2);
+  EXPECT_GT(image->colorAt(4, 4).blue, 0.9);
+  EXPECT_NE(runDemo(env.tempRoot(), "--sample-png " + env.tempRoot() + "/no/such/dir/scene.png").exitCode, 0);
 }
 
 }  // namespace

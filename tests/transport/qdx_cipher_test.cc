@@ -1,4 +1,5 @@
-// The payload cipher: block cipher, chaining mode, layout and hex rules.
+// The payload cipher: block cipher, chaining mode, layout and hex rules, and
+// its object interface QDXEncryptAndDecrypt.
 #include "transport/qdx_cipher.h"
 
 #include <gtest/gtest.h>
@@ -9,6 +10,9 @@
 #include <thread>
 #include <vector>
 
+#include "sdk/QDXUserDefaults.h"
+#include "support/test_env.h"
+#include "transport/QDXEncryptAndDecrypt.h"
 #include "transport/envelope_verifier.h"
 
 namespace qdx {
@@ -65,21 +69,16 @@ TEST(CipherLayout, SizePadAndRoundTripForEveryLength) {
   }
 }
 
-TEST(CipherHexInput, CaseOddDigitsAndStrayCharacters) {
-  std::string hex = encipherWithKey("lower case", kKey);
+TEST(CipherHexInput, CaseStrayCharactersAndWrongLengths) {
+  const std::string hex = encipherWithKey("lower case", kKey);
   std::string lower = hex;
   for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   EXPECT_EQ("lower case", decipherWithKey(lower, kKey));
   EXPECT_EQ("lower case", decipherWithKey(hex + "F", kKey)) << "an odd last digit is ignored";
   // Characters outside 0-9, a-f, A-F count as 0.
   for (char c : {'g', 'G', ' ', '\0'}) EXPECT_EQ(0, cipher::char2Byte(c)) << c;
-}
-
-TEST(CipherMalformed, WrongLengthsAndKeysGiveNothingUseful) {
-  // 15 bytes: below 16 and not a multiple of 8.
+  // 15 bytes: below 16 and not a multiple of 8; then 16 + 6 bytes.
   EXPECT_EQ("", decipherWithKey(std::string(30, 'A'), kKey));
-  // Not a multiple of 8 bytes.
-  std::string hex = encipherWithKey("some plain text", kKey);
   EXPECT_EQ("", decipherWithKey(hex.substr(0, hex.size() - 4), kKey));
 
   // A spoiled last block fails the trailer check silently; the plain bytes
@@ -123,25 +122,16 @@ TEST(CipherKeys, ShortKeysUnitsAndTheKeyLoader) {
 }
 
 // The random bytes come from the C library's sequence, which the SDK never
-// seeds: an unseeded sequence is the one srand(1) starts. The same text
-// differs within a process, yet the sequence's start repeats it.
-TEST(CipherRandomness, TheUnseededSequenceRepeatsWhileOneRunAdvances) {
-  std::srand(1);
+// seeds. Each test runs in a process of its own and nothing before this line
+// has drawn from the sequence: a fresh process starts where srand(1) starts,
+// and code that seeded the generator at start-up would break this. Within
+// the run the same text enciphers differently.
+TEST(CipherRandomness, AFreshProcessRepeatsItsFirstCipherTextWhileOneRunAdvances) {
   const std::string first = encipherWithKey("same text", kKey);
   const std::string second = encipherWithKey("same text", kKey);
   std::srand(1);
   EXPECT_NE(first, second);
   EXPECT_EQ(first, encipherWithKey("same text", kKey));
-}
-
-// Each test runs in a process of its own and nothing before this line has
-// drawn from the sequence: the first cipher text is a fresh process's, and a
-// fresh process starts where srand(1) starts. Code that seeded the generator
-// at start-up would break this.
-TEST(CipherRandomness, AFreshProcessRepeatsItsFirstCipherText) {
-  const std::string firstOfThisProcess = encipherWithKey("same text", kKey);
-  std::srand(1);
-  EXPECT_EQ(firstOfThisProcess, encipherWithKey("same text", kKey));
 }
 
 TEST(CipherConcurrency, OverlappingCallsStayCorrect) {
@@ -158,6 +148,34 @@ TEST(CipherConcurrency, OverlappingCallsStayCorrect) {
   }
   for (std::thread& thread : threads) thread.join();
   for (int f : failures) EXPECT_EQ(0, f);
+}
+
+TEST(EncryptWithString, RefusesShortKeysThenCleansTheTextAndTracesHalfTheHex) {
+  TestEnv env;
+  QDXEncryptAndDecrypt codec;
+  ::testing::internal::CaptureStdout();
+  EXPECT_EQ("", codec.encryptWithString("body"));  // no key stored
+  QDXUserDefaults::saveToLocal("fifteen-chars!!", "QDX_APP_KEY");
+  EXPECT_EQ("", codec.encryptWithString("body"));
+  QDXUserDefaults::saveToLocal(1234567890123456789, "QDX_APP_KEY");  // not a string
+  EXPECT_EQ("", codec.encryptWithString("body"));
+  EXPECT_EQ("", ::testing::internal::GetCapturedStdout());
+  EXPECT_EQ(3u, env.logCount("fewer than 16 characters"));
+
+  QDXUserDefaults::saveToLocal(kKey + "XYZ", "QDX_APP_KEY");
+  EXPECT_EQ("", codec.encryptWithString(std::nullopt));
+  EXPECT_EQ("", codec.encryptWithString(""));
+  EXPECT_EQ("", codec.decryptWithString(std::nullopt));
+  EXPECT_EQ("", codec.decryptWithString(""));
+  ::testing::internal::CaptureStdout();
+  std::string hex = codec.encryptWithString("{\n  \"name\" : \"My App\",\t\"x\":\r1\n}");
+  EXPECT_EQ(hex.substr(0, hex.size() / 2) + "\n", ::testing::internal::GetCapturedStdout());
+  // Spaces and line feeds go everywhere, even inside strings; the first 16
+  // characters of the stored key are the key.
+  EXPECT_EQ("{\"name\":\"MyApp\",\t\"x\":\r1}", codec.decryptWithString(hex));
+  EXPECT_EQ("{\"name\":\"MyApp\",\t\"x\":\r1}", decipherWithKey(hex, kKey));
+  // Only spaces: the empty check comes first, so zero bytes are enciphered.
+  EXPECT_EQ(32u, codec.encryptWithString("  \n ").size());
 }
 
 }  // namespace
