@@ -3,8 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
-#include <array>
-#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -22,21 +21,22 @@ struct DemoRun {
   std::string output;  // stdout and stderr together
 };
 
+std::string readFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream bytes;
+  bytes << in.rdbuf();
+  return bytes.str();
+}
+
 // Runs the demo with its own home and keychain under root, none of the
 // caller's QDX_* settings, plus extraEnv ("NAME=value ...").
 DemoRun runDemo(const std::string& root, const std::string& args, const std::string& extraEnv = "") {
+  const std::string output = root + "/demo-output";
   const std::string command = "env -u QDX_CONNECT_TO -u QDX_CA_FILE -u QDX_NETWORK QDX_HOME=" +
                               root + "/demo-home QDX_KEYCHAIN_DIR=" + root + "/demo-keychain " +
-                              extraEnv + " " + QDX_DEMO_BINARY + " " + args + " 2>&1";
-  DemoRun run;
-  FILE* pipe = ::popen(command.c_str(), "r");
-  if (pipe == nullptr) return run;
-  std::array<char, 4096> buffer;
-  size_t n;
-  while ((n = std::fread(buffer.data(), 1, buffer.size(), pipe)) > 0) run.output.append(buffer.data(), n);
-  const int status = ::pclose(pipe);
-  run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return run;
+                              extraEnv + " " + QDX_DEMO_BINARY + " " + args + " > " + output + " 2>&1";
+  const int status = std::system(command.c_str());
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(output)};
 }
 
 bool contains(const std::string& text, const std::string& part) {
@@ -100,10 +100,7 @@ TEST(QdxDemoTest, SamplePngDrawsTheSceneAtTheScreenScale) {
   TestEnv env;
   const std::string path = env.tempRoot() + "/scene.png";
   ASSERT_EQ(runDemo(env.tempRoot(), "--sample-png " + path, "QDX_SCREEN=320x568@2").exitCode, 0);
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream bytes;
-  bytes << in.rdbuf();
-  auto image = kit::Image::imageWithData(bytes.str());
+  auto image = kit::Image::imageWithData(readFile(path));
   ASSERT_NE(image, nullptr);
   EXPECT_EQ(image->pixelWidth(), 640);  // 320 points at scale 2
   EXPECT_EQ(image->pixelHeight(), 440);
