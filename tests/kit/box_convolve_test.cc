@@ -8,7 +8,7 @@ namespace {
 
 using Pixels = std::vector<std::uint32_t>;
 
-TEST(BoxConvolve, EachChannelIsTheRoundedMeanOverTheEdgeExtendedBox) {
+TEST(BoxConvolve, EachChannelIsTheRoundedMeanOverTheBoxAndBadInputLeavesTheOutputAlone) {
   // One row; the channels hold (a, r, g, b) = (0, 0, 0, 0), (30, 0, 1, 2), (60, 2, 2, 255).
   const Pixels row = {0x00000000u, 0x1E000102u, 0x3C0202FFu};
   Pixels out;
@@ -22,11 +22,10 @@ TEST(BoxConvolve, EachChannelIsTheRoundedMeanOverTheEdgeExtendedBox) {
   const Pixels uniform(4 * 3, 0xFF8040C0u);
   ASSERT_EQ(boxConvolve8888(uniform, 4, 3, 21, 21, out), kBoxConvolveNoError);
   EXPECT_EQ(out, uniform);
-}
 
-TEST(BoxConvolve, BadKernelsAndBuffersLeaveTheOutputAlone) {
+  // Bad kernels and buffers leave the output alone.
   const Pixels px(4, 0xFFFFFFFFu);
-  Pixels out = {7};
+  out = {7};
   EXPECT_EQ(boxConvolve8888(px, 2, 2, 4, 5, out), kBoxConvolveInvalidKernelSize);
   EXPECT_EQ(boxConvolve8888(px, 2, 2, 5, -19, out), kBoxConvolveInvalidKernelSize);
   EXPECT_EQ(boxConvolve8888(px, 3, 2, 5, 5, out), kBoxConvolveBufferSizeMismatch);

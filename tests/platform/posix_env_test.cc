@@ -12,38 +12,7 @@
 namespace qdx {
 namespace {
 
-// The variables a host's integrator sets (the demo's tests cover the home,
-// keychain, screen and server ones end to end); missing or malformed ones
-// keep the defaults: an online device with a portrait screen, and a
-// keychain outside the app's home.
-TEST(PosixEnvTest, EnvironmentVariablesConfigureItAndBadOnesKeepTheDefaults) {
-  ::setenv("QDX_NETWORK", "0", 1);
-  ::setenv("QDX_SCREEN", "414x896@3", 1);
-  ::setenv("QDX_CONNECT_TO", "a:443:127.0.0.1:8443,b:443:127.0.0.1:9443", 1);
-  PosixEnv env;
-  EXPECT_EQ(env.dataNetworkCode(), 0u);
-  EXPECT_EQ(env.mainScreen().scale, 3);
-  EXPECT_EQ(env.connectTo(),
-            (std::vector<std::string>{"a:443:127.0.0.1:8443", "b:443:127.0.0.1:9443"}));
-
-  for (const char* name : {"QDX_HOME", "QDX_KEYCHAIN_DIR", "QDX_CONNECT_TO"}) ::unsetenv(name);
-  ::setenv("XDG_DATA_HOME", "/tmp/xdg", 1);
-  ::setenv("QDX_SCREEN", "wide", 1);
-  ::setenv("QDX_NETWORK", "wifi", 1);
-  PosixEnv defaults;
-  EXPECT_EQ(defaults.homeDirectory(), "/tmp/xdg/qdx/apps/com.example.qdxhost");
-  EXPECT_EQ(defaults.keychainDirectory(), "/tmp/xdg/qdx/keychain");
-  EXPECT_EQ(defaults.dataNetworkCode(), 5u);
-  EXPECT_EQ(defaults.mainScreen().width, 375);
-  EXPECT_TRUE(defaults.connectTo().empty());
-  ::setenv("QDX_SCREEN", "320x480", 1);  // the scale may be left out
-  EXPECT_EQ(PosixEnv().mainScreen().scale, 2);
-  defaults.setLogSink([](const std::string&) { throw 1; });
-  defaults.log("lost");  // a throwing log sink loses the line quietly
-  EXPECT_TRUE(defaults.openURL("itms-apps://itunes.apple.com/app/id1")) << "it logs the URL";
-}
-
-TEST(PosixEnvTest, TheAdvertisingIdentifierDirectoriesAndLocalStoreFollowTheHome) {
+TEST(PosixEnvTest, HomeAndEnvironmentVariablesConfigureIt) {
   TestEnv env;
   std::string idfa = env.advertisingIdentifier();
   ASSERT_EQ(idfa.size(), 36u);
@@ -65,6 +34,35 @@ TEST(PosixEnvTest, TheAdvertisingIdentifierDirectoriesAndLocalStoreFollowTheHome
   EXPECT_TRUE(env.localStore().get("k").is_null());
   env.setHomeDirectory(env.tempRoot() + "/home");
   EXPECT_EQ(env.localStore().get("k"), "first home");
+
+  // The variables a host's integrator sets (the demo's tests cover the home,
+  // keychain, screen and server ones end to end); missing or malformed ones
+  // keep the defaults: an online device with a portrait screen, and a
+  // keychain outside the app's home.
+  ::setenv("QDX_NETWORK", "0", 1);
+  ::setenv("QDX_SCREEN", "414x896@3", 1);
+  ::setenv("QDX_CONNECT_TO", "a:443:127.0.0.1:8443,b:443:127.0.0.1:9443", 1);
+  PosixEnv configured;
+  EXPECT_EQ(configured.dataNetworkCode(), 0u);
+  EXPECT_EQ(configured.mainScreen().scale, 3);
+  EXPECT_EQ(configured.connectTo(),
+            (std::vector<std::string>{"a:443:127.0.0.1:8443", "b:443:127.0.0.1:9443"}));
+
+  for (const char* name : {"QDX_HOME", "QDX_KEYCHAIN_DIR", "QDX_CONNECT_TO"}) ::unsetenv(name);
+  ::setenv("XDG_DATA_HOME", "/tmp/xdg", 1);
+  ::setenv("QDX_SCREEN", "wide", 1);
+  ::setenv("QDX_NETWORK", "wifi", 1);
+  PosixEnv defaults;
+  EXPECT_EQ(defaults.homeDirectory(), "/tmp/xdg/qdx/apps/com.example.qdxhost");
+  EXPECT_EQ(defaults.keychainDirectory(), "/tmp/xdg/qdx/keychain");
+  EXPECT_EQ(defaults.dataNetworkCode(), 5u);
+  EXPECT_EQ(defaults.mainScreen().width, 375);
+  EXPECT_TRUE(defaults.connectTo().empty());
+  ::setenv("QDX_SCREEN", "320x480", 1);  // the scale may be left out
+  EXPECT_EQ(PosixEnv().mainScreen().scale, 2);
+  defaults.setLogSink([](const std::string&) { throw 1; });
+  defaults.log("lost");  // a throwing log sink loses the line quietly
+  EXPECT_TRUE(defaults.openURL("itms-apps://itunes.apple.com/app/id1")) << "it logs the URL";
 }
 
 }  // namespace

@@ -28,20 +28,21 @@ class AdRequest : public ::testing::Test {
 };
 
 // On a 320 x 568 screen the banner is 320 * 110 / 720 = 48.888... high.
-TEST_F(AdRequest, BannerMarginFollowsTheBannerType) {
+TEST_F(AdRequest, BannerMarginAndSlotLabelFollowTheBannerType) {
   struct Case {
     std::int32_t bannerType;
     float marginTop, marginBottom;
     double viewHeight;  // < 0: no view given
     double expected;
+    std::optional<std::string> slot;
   };
   const Case cases[] = {
-      {1, 64.5f, 999, 500, 64.5},       // top: margin top as given
-      {2, 100, 100, 500, 225.5556},     // middle: 250 - 48.888 / 2, margins ignored
-      {2, 0, 0, -1, -24.4444},          // middle without a view: negative
-      {3, 77, 10, 200, 509.1111},       // bottom: 568 - 48.888 - 10, whatever the view
-      {0, 5, 10, 500, 509.1111},        // unknown types: like bottom
-      {4, 5, 10, 500, 509.1111},
+      {1, 64.5f, 999, 500, 64.5, "banner上部展示"},    // top: margin top as given
+      {2, 100, 100, 500, 225.5556, "banner中部展示"},  // 250 - 48.888 / 2, margins ignored
+      {2, 0, 0, -1, -24.4444, "banner中部展示"},       // middle without a view: negative
+      {3, 77, 10, 200, 509.1111, "banner下部展示"},    // 568 - 48.888 - 10, whatever the view
+      {0, 5, 10, 500, 509.1111, std::nullopt},         // unknown types: like bottom, no slot
+      {4, 5, 10, 500, 509.1111, std::nullopt},
   };
   for (const Case& c : cases) {
     auto view = c.viewHeight < 0 ? nullptr : std::make_shared<View>(Rect(0, 0, 320, c.viewHeight));
@@ -52,6 +53,7 @@ TEST_F(AdRequest, BannerMarginFollowsTheBannerType) {
     EXPECT_EQ(request->bannerType(), c.bannerType) << "kept even when unknown";
     EXPECT_EQ(request->adContainer(), view);
     EXPECT_TRUE(!view || view->isUserInteractionEnabled());
+    EXPECT_EQ(slotLabel(1, c.bannerType), c.slot) << c.bannerType;
   }
 }
 
@@ -100,11 +102,7 @@ TEST_F(AdRequest, TheCurrentControllerFollowsTheWindowList) {
   EXPECT_EQ(QDXADRequest::getCurrentVC(), responderVC);
 }
 
-TEST(SlotLabels, FollowTheAdTypeTable) {
-  EXPECT_EQ(slotLabel(1, 1), "banner上部展示");
-  EXPECT_EQ(slotLabel(1, 2), "banner中部展示");
-  EXPECT_EQ(slotLabel(1, 3), "banner下部展示");
-  for (std::int32_t bannerType : {0, 4}) EXPECT_EQ(slotLabel(1, bannerType), std::nullopt);
+TEST(SlotLabels, OtherAdTypesFollowTheirTable) {
   EXPECT_EQ(slotLabel(4, 0), "推荐墙展示");
   EXPECT_EQ(slotLabel(9, 0), "自定义U位-图文形式");
   EXPECT_EQ(slotLabel(6, 0), std::nullopt);
