@@ -38,7 +38,7 @@ class SignedRequest : public ::testing::Test {
   TestEnv env_;
 };
 
-TEST_F(SignedRequest, TheRecordReadsStoreKeychainBundleAndClockIntoNineStringMembers) {
+TEST_F(SignedRequest, TheRecordReadsStoreKeychainBundleAndClockIntoNineStringsOrNothing) {
   QDXKeyChain::saveUniqueStrWithName("QDX_Dev_ID", "DEV-9");
   env_.setNow(1700000000.4996);
   QDXHttpRequest request;
@@ -53,9 +53,8 @@ TEST_F(SignedRequest, TheRecordReadsStoreKeychainBundleAndClockIntoNineStringMem
   withoutData.erase("data");
   EXPECT_EQ(withoutData, request.getDictionaryWithRequsetString(std::nullopt));
   EXPECT_EQ("", request.getDictionaryWithRequsetString("")["data"]) << "empty is still a value";
-}
 
-TEST_F(SignedRequest, TheRecordWithoutValues) {
+  QDXKeyChain::deleteUniqueStrWithName("QDX_Dev_ID");
   env_.setNow(1000.0004);
   QDXHttpRequest bare;
   EXPECT_EQ("", bare.devid);  // never nil

@@ -145,7 +145,7 @@ TEST_F(HttpClientTest, AsynchronousTransportErrorNeverCallsTheBlockButIsLoggedWh
   EXPECT_FALSE(called);
 }
 
-TEST_F(HttpClientTest, SynchronousPostGivesWhateverArrivedAndNothingOnFailure) {
+TEST_F(HttpClientTest, SynchronousPostGivesWhateverArrivedDownloadOnlyImages) {
   const std::string url = endpointURL("get_recommend_list");
   ASSERT_TRUE(server_.setFault("get_recommend_list:http:500"));
   std::optional<std::string> page = client().synPostUseConnectionWithURL(url, Json::object());
@@ -155,10 +155,9 @@ TEST_F(HttpClientTest, SynchronousPostGivesWhateverArrivedAndNothingOnFailure) {
   EXPECT_FALSE(client().synPostUseConnectionWithURL(url, Json::object()).has_value());
   ASSERT_TRUE(server_.setFault("get_recommend_list:delay:13"));
   EXPECT_FALSE(client().synPostUseConnectionWithURL(url, Json::object()).has_value());
-}
 
-// Plain downloads and misses: QDXImageCache_test.cc.
-TEST_F(HttpClientTest, DownloadFollowsARedirectButGivesNoErrorPage) {
+  // A download follows a redirect but gives no error page. Plain downloads
+  // and misses: QDXImageCache_test.cc.
   ASSERT_TRUE(server_.setFault("images/close120.png:moved"));
   EXPECT_EQ(download("images/close120.png").value_or("").substr(0, 4), "\x89PNG");
   ASSERT_TRUE(server_.setFault("images/close120.png:http:503"));
