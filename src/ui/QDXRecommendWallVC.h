@@ -19,6 +19,7 @@
 
 #include "qdx/QDXADRequest.h"
 #include "qdx/kit/ActivityIndicatorView.h"
+#include "qdx/kit/Button.h"
 #include "qdx/kit/Control.h"
 #include "qdx/kit/ImageView.h"
 #include "qdx/kit/PageControl.h"
@@ -96,6 +97,8 @@ class QDXRecommendWallVC : public kit::ViewController, public kit::ScrollViewDel
   std::shared_ptr<kit::ScrollView> scrollView() const { return scrollView_; }
   std::shared_ptr<kit::PageControl> pageControl() const { return pageControl_; }
   std::shared_ptr<kit::ActivityIndicatorView> indicatorView() const { return indicatorView_; }
+  // A copy of the hand-over buffer (taken under the controller's lock).
+  std::vector<std::string> imageDataArr();
   // Held weakly.
   std::shared_ptr<QDXADEventDelegate> eventDelegate() const { return eventDelegate_.lock(); }
   void setEventDelegate(std::weak_ptr<QDXADEventDelegate> delegate) {
@@ -104,6 +107,10 @@ class QDXRecommendWallVC : public kit::ViewController, public kit::ScrollViewDel
 
  private:
   QDXRecommendWallVC() = default;
+  std::shared_ptr<QDXRecommendWallVC> shared_from_this_wall();
+  // A custom close button at the top right, tag 4, wired to
+  // closeRecommendWall; without an image.
+  std::shared_ptr<kit::Button> makeCloseButton();
 
   float coefficientVertiacl_ = 1;
   float coefficientHorizontal_ = 1;
