@@ -97,6 +97,8 @@ class QDXRecommendWallVC : public kit::ViewController, public kit::ScrollViewDel
   std::shared_ptr<kit::ScrollView> scrollView() const { return scrollView_; }
   std::shared_ptr<kit::PageControl> pageControl() const { return pageControl_; }
   std::shared_ptr<kit::ActivityIndicatorView> indicatorView() const { return indicatorView_; }
+  // The serial queue "imageDownloadQueue" the pre-fetches run on.
+  std::shared_ptr<SerialQueue> queue() const { return queue_; }
   // A copy of the hand-over buffer (taken under the controller's lock).
   std::vector<std::string> imageDataArr();
   // Held weakly.
