@@ -395,3 +395,146 @@ TEST_F(RecommendWall, OneOrTwoCardsNeverPreFetchAndOneCardShowsNoDots) {
 
 }  // namespace
 }  // namespace qdx
+
+namespace qdx {
+namespace {
+
+TEST_F(RecommendWall, DownloadTakesTheTappedCardOffAndRestartsOnTheFirstCard) {
+  seedCards(4);
+  showWall(4);
+  kit::swipe(wall_->scrollView(), 320);
+  kit::swipe(wall_->scrollView(), 320);  // on card 2 of 4
+  ASSERT_EQ(wall_->pageControl()->currentPage(), 2);
+  delegate_->shows.clear();
+
+  ASSERT_TRUE(kit::tapView(downloadButton()));
+  EXPECT_EQ(delegate_->taps, (std::vector<std::int64_t>{2}));
+  EXPECT_EQ(delegate_->shows, (std::vector<std::int64_t>{0}));
+  EXPECT_EQ(wall_->numberArrM(), (std::vector<std::int64_t>{0, 1, 3}));
+  EXPECT_EQ(wall_->appNames(), (QDXRecommendWallVC::TextList{"App 0", "App 1", "App 3"}));
+  EXPECT_EQ(wall_->icons()[2], iconURL(3));
+  EXPECT_EQ(wall_->backImages()[2], backURL(3));
+  EXPECT_EQ(wall_->descriptions()[2], "Description 3");
+  EXPECT_EQ(wall_->expands().size(), 3u);
+  drainMainQueue();
+  EXPECT_EQ(wall_->scrollView()->subviews().size(), 15u);
+  EXPECT_EQ(wall_->scrollView()->contentOffset().x, 0);
+  EXPECT_EQ(wall_->pageControl()->numberOfPages(), 3);
+  EXPECT_EQ(wall_->pageControl()->currentPage(), 0);
+  EXPECT_EQ(rootChildren<kit::PageControl>().size(), 1u) << "the old dots went with the old wall";
+
+  // Card 1 of the shortened wall is the one first received as 1; the
+  // next swipe reports it by that index, and the tap reports the position.
+  kit::swipe(wall_->scrollView(), 320);
+  ASSERT_TRUE(kit::tapView(downloadButton()));
+  EXPECT_EQ(delegate_->shows, (std::vector<std::int64_t>{0, 1, 0}));
+  EXPECT_EQ(delegate_->taps, (std::vector<std::int64_t>{2, 1}));
+  EXPECT_EQ(wall_->numberArrM(), (std::vector<std::int64_t>{0, 3}));
+}
+
+TEST_F(RecommendWall, DownloadWithoutANetworkOnlyReportsTheTap) {
+  seedCards(3);
+  showWall(3);
+  kit::swipe(wall_->scrollView(), 320);
+  env_.setDataNetworkCode(0);
+  const auto before = wall_->view()->subviews();
+  ASSERT_TRUE(kit::tapView(downloadButton()));
+  drainMainQueue();
+  EXPECT_EQ(delegate_->taps, (std::vector<std::int64_t>{1}));
+  EXPECT_EQ(delegate_->shows, (std::vector<std::int64_t>{1}));
+  EXPECT_EQ(wall_->numberArrM().size(), 3u);
+  EXPECT_EQ(wall_->appNames().size(), 3u);
+  EXPECT_EQ(wall_->view()->subviews(), before);
+}
+
+TEST_F(RecommendWall, TheLastCardDownloadedTurnsToTheEmptyState) {
+  seedCards(1);
+  showWall(1);
+  ASSERT_TRUE(kit::tapView(downloadButton()));
+  EXPECT_EQ(delegate_->taps, (std::vector<std::int64_t>{0}));
+  EXPECT_TRUE(delegate_->shows.empty());
+  EXPECT_TRUE(wall_->numberArrM().empty());
+  drainMainQueue();
+  auto children = wall_->view()->subviews();
+  ASSERT_EQ(children.size(), 2u);
+  auto placeholder = std::dynamic_pointer_cast<kit::ImageView>(children[0]);
+  expectFrame(placeholder, Rect(40, 150, 240, 320));
+  EXPECT_NE(placeholder->image(), nullptr);
+  auto close = std::dynamic_pointer_cast<kit::Button>(children[1]);
+  expectFrame(close, Rect(280, 20, 40, 40));
+  EXPECT_NE(close->imageForState(kit::ControlStateNormal), nullptr);
+
+  // The empty state's close still closes the wall.
+  ASSERT_TRUE(kit::tapView(close));
+  EXPECT_EQ(delegate_->closes, (std::vector<std::shared_ptr<kit::Control>>{close}));
+  EXPECT_EQ(host_->presentedViewController(), nullptr);
+}
+
+TEST_F(RecommendWall, TheEmptyStateWithoutArtworkStillCloses) {
+  wall_ = QDXRecommendWallVC::initWithAdRequest(nullptr);
+  wall_->setEventDelegate(delegate_);
+  window_->setRootViewController(host_);
+  host_->presentViewController(wall_, false, nullptr);
+  wall_->loadWithNoData();
+  drainMainQueue();
+  EXPECT_FALSE(wall_->indicatorView()->isAnimating());
+  auto children = wall_->view()->subviews();
+  ASSERT_EQ(children.size(), 3u);  // spinner, placeholder, close
+  EXPECT_EQ(std::dynamic_pointer_cast<kit::ImageView>(children[1])->image(), nullptr);
+  auto close = std::dynamic_pointer_cast<kit::Button>(children[2]);
+  EXPECT_EQ(close->imageForState(kit::ControlStateNormal), nullptr);
+  ASSERT_TRUE(kit::tapView(close));
+  EXPECT_EQ(delegate_->closes.size(), 1u);
+}
+
+TEST_F(RecommendWall, CloseLogsDismissesAndHandsTheButtonToTheDelegate) {
+  seedCards(2);
+  showWall(2);
+  std::weak_ptr<QDXRecommendWallVC> weak = wall_;
+  auto close = closeButton();
+  wall_.reset();  // the presenter owns the wall now
+  env_.clearLog();
+  ASSERT_TRUE(kit::tapView(close));
+  EXPECT_EQ(delegate_->closes, (std::vector<std::shared_ptr<kit::Control>>{close}));
+  EXPECT_EQ(delegate_->closes[0]->tag(), 4);
+  EXPECT_EQ(host_->presentedViewController(), nullptr);
+  EXPECT_TRUE(weak.expired());
+}
+
+// Pixel probes of the rendered wall at the layout's frames, on both screens.
+TEST_F(RecommendWall, RendersTheStripTintDownloadButtonAndDots) {
+  struct Screen {
+    double width, height;
+    int downloadX, downloadY, backY, dotsY;
+  };
+  for (const Screen s : {Screen{320, 568, 56, 438, 250, 370}, Screen{375, 667, 66, 514, 300, 434}}) {
+    useScreen(s.width, s.height);
+    seedCards(3);
+    showWall(3);
+    auto image = kit::renderImage(wall_->view(), 1);
+    ASSERT_NE(image, nullptr);
+    const std::string path = "/tmp/qdx-wall-" + std::to_string(static_cast<int>(s.width)) + ".png";
+    kit::writePng(wall_->view(), path, 1);
+    // The title line above the strip is the root's white.
+    expectColor(*image, 5, 100, Color::white());
+    // FF8000 at 0.7 over the blue back image.
+    expectColor(*image, 10, s.backY, Color::rgba(0.7, 0.7 * 128 / 255.0, 0.3, 1));
+    expectColor(*image, s.downloadX, s.downloadY, Color::rgba(20 / 255.0, 150 / 255.0, 213 / 255.0, 1));
+    // Three dots centred on the middle: the current (first) one orange.
+    const int middle = static_cast<int>(s.width / 2);
+    expectColor(*image, middle - 16, s.dotsY, Color::orange());
+    expectColor(*image, middle, s.dotsY, Color::white());
+    host_->dismissViewController(false, nullptr);
+  }
+}
+
+TEST_F(RecommendWall, AnInvalidTintDrawsTheBackImageAtSeventyPercent) {
+  seedCards(2);
+  showWall(2, "#FF8000");
+  auto image = kit::renderImage(wall_->view(), 1);
+  ASSERT_NE(image, nullptr);
+  expectColor(*image, 10, 250, Color::rgba(0.3, 0.3, 1, 1));
+}
+
+}  // namespace
+}  // namespace qdx
