@@ -91,7 +91,7 @@ void QDXRecommendWallVC::viewDidLoad() {
   indicatorView_->setFrame(
       kit::Rect((screenWidth() - 20) / 2, (screenHeight() - 20) / 2, 20, 20));
   indicatorView_->startAnimating();
-  std::weak_ptr<QDXRecommendWallVC> weakSelf = shared_from_this_wall();
+  std::weak_ptr<QDXRecommendWallVC> weakSelf = sharedWall();
   RunLoop::main().post([weakSelf] {
     if (auto self = weakSelf.lock()) self->addViews();
   });
@@ -99,7 +99,7 @@ void QDXRecommendWallVC::viewDidLoad() {
 
 void QDXRecommendWallVC::addViews() { view()->addSubview(indicatorView_); }
 
-std::shared_ptr<QDXRecommendWallVC> QDXRecommendWallVC::shared_from_this_wall() {
+std::shared_ptr<QDXRecommendWallVC> QDXRecommendWallVC::sharedWall() {
   return std::static_pointer_cast<QDXRecommendWallVC>(shared_from_this());
 }
 
@@ -118,7 +118,7 @@ void QDXRecommendWallVC::creatRecommendWall() {
   const float ch = coefficientHorizontal_;
   const double W = screenWidth();
   const std::shared_ptr<kit::View> root = view();
-  const std::weak_ptr<QDXRecommendWallVC> weakSelf = shared_from_this_wall();
+  const std::weak_ptr<QDXRecommendWallVC> weakSelf = sharedWall();
   RunLoop& main = RunLoop::main();
   const std::size_t count = appNames_.size();
 
@@ -138,7 +138,7 @@ void QDXRecommendWallVC::creatRecommendWall() {
   strip->setBackgroundColor(kit::Color::white());
   strip->setContentOffset(kit::Point{0, 0});
   strip->setContentSize(kit::Size{static_cast<double>(count) * W, 10});
-  strip->setDelegate(std::weak_ptr<kit::ScrollViewDelegate>(shared_from_this_wall()));
+  strip->setDelegate(std::weak_ptr<kit::ScrollViewDelegate>(sharedWall()));
   strip->setShowsHorizontalScrollIndicator(false);
   main.post([root, strip, title] {
     root->addSubview(strip);
@@ -251,7 +251,7 @@ void QDXRecommendWallVC::creatRecommendWall() {
 }
 
 std::shared_ptr<kit::Button> QDXRecommendWallVC::makeCloseButton() {
-  const std::weak_ptr<QDXRecommendWallVC> weakSelf = shared_from_this_wall();
+  const std::weak_ptr<QDXRecommendWallVC> weakSelf = sharedWall();
   auto close = kit::Button::buttonWithType(kit::ButtonTypeCustom);
   close->setFrame(kit::Rect(screenWidth() - 40, 20, 40, 40));
   close->setImageEdgeInsets(kit::EdgeInsets{10, 10, 10, 10});
@@ -287,7 +287,7 @@ void QDXRecommendWallVC::loadWithNoData() {
 }
 
 void QDXRecommendWallVC::closeRecommendWall(const std::shared_ptr<kit::Control>& sender) {
-  const std::shared_ptr<QDXRecommendWallVC> keepAlive = shared_from_this_wall();
+  const std::shared_ptr<QDXRecommendWallVC> keepAlive = sharedWall();
   debugLog("点击关闭了推荐墙");
   dismissViewController(true, nullptr);
   if (auto delegate = eventDelegate()) delegate->closeAD(sender);
@@ -295,7 +295,7 @@ void QDXRecommendWallVC::closeRecommendWall(const std::shared_ptr<kit::Control>&
 
 void QDXRecommendWallVC::downloadAPP(const std::shared_ptr<kit::Control>& sender) {
   (void)sender;
-  const std::shared_ptr<QDXRecommendWallVC> keepAlive = shared_from_this_wall();
+  const std::shared_ptr<QDXRecommendWallVC> keepAlive = sharedWall();
   const long current = pageControl_ ? pageControl_->currentPage() : 0;
   if (auto delegate = eventDelegate()) delegate->tapAD(current);
   if (QDXDevInfo::getNetworkTypeFromStatusBar() == 0) return;
@@ -332,7 +332,7 @@ void QDXRecommendWallVC::scrollViewWillBeginDecelerating(kit::ScrollView& scroll
   // The addresses are read here, on the main thread that owns the lists.
   const std::optional<std::string> backURL = backImages_.size() > next ? backImages_[next] : std::nullopt;
   const std::optional<std::string> iconURL = icons_.size() > next ? icons_[next] : std::nullopt;
-  const std::weak_ptr<QDXRecommendWallVC> weakSelf = shared_from_this_wall();
+  const std::weak_ptr<QDXRecommendWallVC> weakSelf = sharedWall();
   queue_->post([weakSelf, backURL, iconURL, next] {
     std::shared_ptr<QDXRecommendWallVC> self = weakSelf.lock();
     if (!self) return;

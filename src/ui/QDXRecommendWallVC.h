@@ -109,7 +109,8 @@ class QDXRecommendWallVC : public kit::ViewController, public kit::ScrollViewDel
 
  private:
   QDXRecommendWallVC() = default;
-  std::shared_ptr<QDXRecommendWallVC> shared_from_this_wall();
+  // This controller as a shared_ptr, for weak captures in queued blocks.
+  std::shared_ptr<QDXRecommendWallVC> sharedWall();
   // A custom close button at the top right, tag 4, wired to
   // closeRecommendWall; without an image.
   std::shared_ptr<kit::Button> makeCloseButton();
