@@ -41,30 +41,38 @@ std::optional<std::string> cachedImage(const std::optional<std::string>& url) {
 
 std::string textOrEmpty(const std::optional<std::string>& text) { return text.value_or(""); }
 
-// The characters of text as code points; undecodable bytes count as one
-// character each, so a malformed text is never mistaken for a colour.
-std::vector<char32_t> codePoints(const std::string& text) {
-  std::vector<char32_t> points;
+// text as UTF-16 code units, as the platform counts a string's characters:
+// ASCII stays as it is, every other character becomes U+FFFD (two of them
+// beyond the basic plane), and a byte that starts no valid sequence counts
+// as one character of its own.
+std::vector<char32_t> utf16Units(const std::string& text) {
+  std::vector<char32_t> units;
   for (std::size_t i = 0; i < text.size();) {
     const unsigned char lead = static_cast<unsigned char>(text[i]);
-    const std::size_t length = lead < 0x80 ? 1 : (lead >> 5) == 6 ? 2 : (lead >> 4) == 14 ? 3
-                                                : (lead >> 3) == 30 ? 4 : 1;
-    points.push_back(length == 1 ? lead : 0xFFFD);
-    i += std::min(length, text.size() - i);
+    std::size_t length = (lead >> 5) == 6 ? 2 : (lead >> 4) == 14 ? 3 : (lead >> 3) == 30 ? 4 : 1;
+    for (std::size_t c = 1; c < length; ++c) {
+      if (i + c >= text.size() || (static_cast<unsigned char>(text[i + c]) >> 6) != 2) length = 1;
+    }
+    if (lead < 0x80) {
+      units.push_back(lead);
+    } else {
+      units.insert(units.end(), length == 4 ? 2 : 1, U'\uFFFD');
+    }
+    i += length;
   }
-  return points;
+  return units;
 }
 
 // The tint of an "expand" value: six characters read as three base-16
 // pairs (each pair's leading hex digits; none reads as 0) over 255, at
-// alpha 0.7. nullopt for any other length, counted in UTF-16 units.
+// alpha 0.7. nullopt for any other length.
 std::optional<kit::Color> tintFromExpand(const std::optional<std::string>& expand) {
-  if (!expand || kit::AttributedString(*expand).length() != 6) return std::nullopt;
-  const std::vector<char32_t> chars = codePoints(*expand);
+  if (!expand) return std::nullopt;
+  const std::vector<char32_t> chars = utf16Units(*expand);
   if (chars.size() != 6) return std::nullopt;
-  auto pair = [&](int first) {
+  auto pair = [&](std::size_t first) {
     std::string digits;
-    for (int i = first; i < first + 2 && chars[i] < 0x80 && std::isxdigit(static_cast<int>(chars[i])); ++i)
+    for (std::size_t i = first; i < first + 2 && chars[i] < 0x80 && std::isxdigit(static_cast<int>(chars[i])); ++i)
       digits.push_back(static_cast<char>(chars[i]));
     return digits.empty() ? 0.0 : static_cast<double>(std::strtoul(digits.c_str(), nullptr, 16)) / 255.0;
   };

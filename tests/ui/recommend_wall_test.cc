@@ -264,6 +264,8 @@ TEST_F(RecommendWall, ReadsTheTintFromSixHexDigitsAndDimsTheBackImageOtherwise) 
       {std::nullopt, std::nullopt, 0.7},     // the list entry had none
       {"GG8000", Color::rgba(0, 128 / 255.0, 0, 0.7), 1.0},  // no hex digits read as 0
       {"红红红红红红", Color::rgba(0, 0, 0, 0.7), 1.0},
+      {"\xF0\x9F\x98\x80" "8000", Color::rgba(0, 128 / 255.0, 0, 0.7), 1.0},  // an emoji is 2 of 6
+      {"FF\xE4" "800", Color::rgba(1.0, 0, 0, 0.7), 1.0},  // a stray byte is one character
   };
   for (const Case& c : cases) {
     wall_ = QDXRecommendWallVC::initWithAdRequest(nullptr);
@@ -360,7 +362,8 @@ TEST_F(RecommendWall, SwipingReportsEachNewPageOnceAndPreFetchesOneCardAhead) {
   auto strip = wall_->scrollView();
   EXPECT_EQ(wall_->iconViews()[2]->image(), nullptr);
 
-  // From card 1 toward card 2: card 2's images arrive through the queue.
+  // A swipe lets go one page along, on card 1: card 2's images arrive
+  // through the queue.
   EXPECT_EQ(kit::swipe(strip, 320), 1);
   ASSERT_TRUE(waitForIcon(2));
   EXPECT_NE(wall_->backImageViews()[2]->image(), nullptr);
@@ -375,6 +378,18 @@ TEST_F(RecommendWall, SwipingReportsEachNewPageOnceAndPreFetchesOneCardAhead) {
   EXPECT_EQ(kit::swipe(strip, -320), 0);  // bounces at the start: no new page
   EXPECT_EQ(delegate_->shows, (std::vector<std::int64_t>{1, 2, 1, 2, 1, 0}));
   EXPECT_EQ(wall_->pageControl()->currentPage(), 0);
+}
+
+TEST_F(RecommendWall, APreFetchWithHalfTheImagesSetsNothing) {
+  seedCards(2);
+  seed(iconURL(2), solidPng(kIconGreen));  // card 2 lacks its back image
+  showWall(3);
+  kit::swipe(wall_->scrollView(), 320);
+  waitForQueues();
+  EXPECT_EQ(wall_->iconViews()[2]->image(), nullptr);
+  EXPECT_EQ(wall_->backImageViews()[2]->image(), nullptr);
+  EXPECT_TRUE(wall_->imageDataArr().empty());
+  EXPECT_EQ(delegate_->shows, (std::vector<std::int64_t>{1}));
 }
 
 TEST_F(RecommendWall, OneOrTwoCardsNeverPreFetchAndOneCardShowsNoDots) {
