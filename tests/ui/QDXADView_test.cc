@@ -15,10 +15,15 @@ namespace {
 
 class ADViewTest : public CustomSlotTest {
  protected:
+  void SetUp() override {
+    CustomSlotTest::SetUp();
+    env_.setNow(1766923200);  // 2025-12-28 12:00 UTC
+  }
   std::shared_ptr<QDXADView> load(std::int64_t type, std::uint64_t count) {
     auto view = QDXADView::initWithADType(type);
     view->setDelegate(host_);
     view->loadADWithCount(count);
+    env_.advance(1);  // each load its own request sessions
     return view;
   }
   std::shared_ptr<RecordingDelegate> host_ = std::make_shared<RecordingDelegate>();

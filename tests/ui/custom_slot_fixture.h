@@ -42,7 +42,6 @@ class CustomSlotTest : public ::testing::Test {
     QDXUserDefaults::saveToLocal(ReferenceServer::kAppKey, "QDX_APP_KEY");
     QDXUserDefaults::saveToLocal("AppStore", "QDX_CHANNEL");
     QDXLog::setDebug(true);
-    env_.setNow(1766923200);  // 2025-12-28 12:00 UTC
   }
 
   // The newest event of every journaled event report of kind subType.
