@@ -3,55 +3,20 @@
 // open and the artwork in the image cache. The time is the caller's: the
 // ad-list request, the request reports, the views and their show reports.
 #include <benchmark/benchmark.h>
-#include <stdlib.h>
 
-#include <memory>
-#include <string>
+#include <cstddef>
+#include <cstdint>
 
-#include "ad_server.h"
-#include "platform/posix_env.h"
 #include "platform/run_loop.h"
 #include "qdx/QDXAdLoader.h"
-#include "sdk/QDXUserDefaults.h"
+#include "reference_fixture.h"
 
 namespace {
 
-using qdx::Json;
-
-struct Fixture {
-  Fixture() {
-    char dir[] = "/tmp/qdx-slot-bench-XXXXXX";
-    root = mkdtemp(dir) ? dir : "/tmp";
-    qdx::server::ServerOptions options;
-    options.apps[qdx::server::kDefaultAppId] = qdx::server::kDefaultAppKey;
-    options.journalPath = root + "/journal.jsonl";
-    options.certPath = QDX_TEST_SERVER_CERT;
-    options.keyPath = QDX_TEST_SERVER_KEY;
-    server = std::make_unique<qdx::server::AdServer>(options);
-    std::string error;
-    started = server->start(error);
-    auto* env = dynamic_cast<qdx::PosixEnv*>(qdx::Env::Default());
-    env->setHomeDirectory(root + "/home");
-    env->setKeychainDirectory(root + "/keychain");
-    env->setCaFile(QDX_TEST_CA_FILE);
-    env->setConnectTo({"api.qdx.example:443:127.0.0.1:" + std::to_string(server->port())});
-    env->setBundleResourceDirectory(QDX_SOURCE_DIR "/tools/qdx-demo/bundle");
-    qdx::QDXUserDefaults::saveToLocal(Json(10001), "QDX_APP_ID");
-    qdx::QDXUserDefaults::saveToLocal(Json(qdx::server::kDefaultAppKey), "QDX_APP_KEY");
-    qdx::QDXUserDefaults::saveToLocal(Json("AppStore"), "QDX_CHANNEL");
-  }
-  std::string root;
-  std::unique_ptr<qdx::server::AdServer> server;
-  bool started = false;
-};
-
-Fixture& fixture() {
-  static Fixture* shared = new Fixture();
-  return *shared;
-}
-
 void BM_LoadThreeViews(benchmark::State& state) {
-  if (!fixture().started) return state.SkipWithError("server did not start");
+  qdx::bench::ReferenceFixture& fixture = qdx::bench::referenceFixture();
+  if (!fixture.started) return state.SkipWithError("server did not start");
+  fixture.env->setBundleResourceDirectory(QDX_SOURCE_DIR "/tools/qdx-demo/bundle");
   const auto type = static_cast<std::int32_t>(state.range(0));
   qdx::QDXAdLoader loader;
   std::size_t views = 0;
