@@ -36,17 +36,61 @@ void rowSums(const std::uint8_t* row, std::size_t width, std::size_t rx, std::ve
   }
 }
 
-// Writes round(sums[i] / divisor) (half away from zero) as bytes. The
-// quotient is estimated in double precision and corrected exactly.
-void writeMeans(const std::uint64_t* sums, std::size_t count, std::uint64_t divisor, double inverse,
-                std::uint8_t* out) {
-  const std::uint64_t half = divisor / 2;
+// Rounded means: round(sum / divisor), halves up, computed as
+// floor((sum + divisor / 2) * multiplier / 2^shift). With multiplier =
+// ceil(2^shift / divisor) and 2^shift > 256 * divisor^2 the product's error
+// stays below 1 / divisor, so the floor is exact for every sum of at most
+// 255 * divisor (the most a window of bytes can add up to).
+struct MeanDivider {
+  explicit MeanDivider(std::uint64_t d) : divisor(d), half(d / 2) {
+    while (shift < 63 && (std::uint64_t{1} << shift) / 256 / divisor <= divisor) ++shift;
+    multiplier = ((std::uint64_t{1} << shift) + divisor - 1) / divisor;
+    // Both factors must fit 32 bits for the widening multiply.
+    fast = 256 * divisor < (std::uint64_t{1} << 32) && multiplier < (std::uint64_t{1} << 32) && shift < 63;
+  }
+  std::uint64_t divisor;
+  std::uint64_t half;
+  unsigned shift = 1;
+  std::uint64_t multiplier = 0;
+  bool fast = false;
+};
+
+template <class Sum>
+void writeMeans(const Sum* sums, std::size_t count, const MeanDivider& div, std::uint8_t* out) {
+  if (div.fast) {
+    const auto half = static_cast<std::uint32_t>(div.half);
+    const auto multiplier = static_cast<std::uint32_t>(div.multiplier);
+    for (std::size_t i = 0; i < count; ++i) {
+      const auto n = static_cast<std::uint32_t>(sums[i]) + half;
+      out[i] = static_cast<std::uint8_t>((std::uint64_t{n} * multiplier) >> div.shift);
+    }
+    return;
+  }
   for (std::size_t i = 0; i < count; ++i) {
-    const std::uint64_t n = sums[i] + half;
-    auto q = static_cast<std::uint64_t>(static_cast<double>(n) * inverse);
-    if ((q + 1) * divisor <= n) ++q;
-    if (q * divisor > n) --q;
-    out[i] = static_cast<std::uint8_t>(q);
+    out[i] = static_cast<std::uint8_t>((static_cast<std::uint64_t>(sums[i]) + div.half) / div.divisor);
+  }
+}
+
+// Pass 2: a running vertical sum over whole rows, edge-extended by
+// clamping the row index (once per row, not per pixel). Sum is 32 bits
+// wide when a window's total fits, else 64.
+template <class Sum>
+void columnMeans(const std::vector<std::uint32_t>& rows, std::size_t h, std::size_t rowValues, std::size_t ry,
+                 const MeanDivider& div, std::uint8_t* outBytes) {
+  std::vector<Sum> columns(rowValues, 0);
+  auto rowAt = [&](long y) {
+    return rows.data() + static_cast<std::size_t>(std::clamp(y, 0L, static_cast<long>(h) - 1)) * rowValues;
+  };
+  for (long j = -static_cast<long>(ry); j <= static_cast<long>(ry); ++j) {
+    const std::uint32_t* r = rowAt(j);
+    for (std::size_t i = 0; i < rowValues; ++i) columns[i] += r[i];
+  }
+  for (std::size_t y = 0; y < h; ++y) {
+    writeMeans(columns.data(), rowValues, div, outBytes + y * rowValues);
+    const std::uint32_t* enter = rowAt(static_cast<long>(y + ry + 1));
+    const std::uint32_t* leave = rowAt(static_cast<long>(y) - static_cast<long>(ry));
+    // Unsigned wrap-around cancels: the column never holds less than leave.
+    for (std::size_t i = 0; i < rowValues; ++i) columns[i] += static_cast<Sum>(enter[i]) - leave[i];
   }
 }
 
@@ -64,7 +108,7 @@ long boxConvolve8888(const std::vector<std::uint32_t>& src, int width, int heigh
   const auto rx = static_cast<std::size_t>(kernelWidth / 2), ry = static_cast<std::size_t>(kernelHeight / 2);
   const std::size_t rowValues = w * kChannels;
   const std::uint64_t divisor = static_cast<std::uint64_t>(kernelWidth) * static_cast<std::uint64_t>(kernelHeight);
-  const double inverse = 1.0 / static_cast<double>(divisor);
+  const MeanDivider divider(divisor);
 
   // Pass 1: horizontal sums of every row. Pixels are read as bytes: the
   // channels are treated alike, so their order in the word does not matter.
@@ -73,21 +117,12 @@ long boxConvolve8888(const std::vector<std::uint32_t>& src, int width, int heigh
   std::vector<std::uint8_t> padded((w + 2 * rx + 1) * kChannels, 0);
   for (std::size_t y = 0; y < h; ++y) rowSums(bytes + y * rowValues, w, rx, padded, rows.data() + y * rowValues);
 
-  // Pass 2: a running vertical sum over whole rows, edge-extended by
-  // clamping the row index (once per row, not per pixel).
   std::vector<std::uint32_t> out(src.size());
   auto* outBytes = reinterpret_cast<std::uint8_t*>(out.data());
-  std::vector<std::uint64_t> columns(rowValues, 0);
-  auto rowAt = [&](long y) { return rows.data() + static_cast<std::size_t>(std::clamp(y, 0L, long(h) - 1)) * rowValues; };
-  for (long j = -long(ry); j <= long(ry); ++j) {
-    const std::uint32_t* r = rowAt(j);
-    for (std::size_t i = 0; i < rowValues; ++i) columns[i] += r[i];
-  }
-  for (std::size_t y = 0; y < h; ++y) {
-    writeMeans(columns.data(), rowValues, divisor, inverse, outBytes + y * rowValues);
-    const std::uint32_t* enter = rowAt(long(y + ry + 1));
-    const std::uint32_t* leave = rowAt(long(y) - long(ry));
-    for (std::size_t i = 0; i < rowValues; ++i) columns[i] += std::uint64_t(enter[i]) - leave[i];
+  if (255 * divisor < (std::uint64_t{1} << 32)) {
+    columnMeans<std::uint32_t>(rows, h, rowValues, ry, divider, outBytes);
+  } else {
+    columnMeans<std::uint64_t>(rows, h, rowValues, ry, divider, outBytes);
   }
   dest = std::move(out);
   return kBoxConvolveNoError;
