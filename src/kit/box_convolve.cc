@@ -2,39 +2,11 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
 
 namespace qdx::kit {
 namespace {
 
 constexpr std::size_t kChannels = 4;
-
-// Horizontal window sums of every channel of one row (4 bytes per pixel),
-// edge-extended: the row is first copied between rx repeats of its end
-// pixels, so the running sum needs no bounds checks.
-void rowSums(const std::uint8_t* row, std::size_t width, std::size_t rx, std::vector<std::uint8_t>& padded,
-             std::uint32_t* out) {
-  std::uint8_t* p = padded.data();
-  for (std::size_t i = 0; i < rx; ++i) std::memcpy(p + i * kChannels, row, kChannels);
-  std::memcpy(p + rx * kChannels, row, width * kChannels);
-  for (std::size_t i = 0; i < rx; ++i) {
-    std::memcpy(p + (rx + width + i) * kChannels, row + (width - 1) * kChannels, kChannels);
-  }
-  std::uint32_t sum[kChannels] = {0, 0, 0, 0};
-  for (std::size_t i = 0; i < 2 * rx + 1; ++i) {
-    for (std::size_t c = 0; c < kChannels; ++c) sum[c] += p[i * kChannels + c];
-  }
-  for (std::size_t x = 0; x < width; ++x) {
-    const std::uint8_t* enter = p + (x + 2 * rx + 1) * kChannels;
-    const std::uint8_t* leave = p + x * kChannels;
-    for (std::size_t c = 0; c < kChannels; ++c) {
-      out[x * kChannels + c] = sum[c];
-      // The last step reads one past the window's end: padded has room.
-      sum[c] += enter[c];
-      sum[c] -= leave[c];
-    }
-  }
-}
 
 // Rounded means: round(sum / divisor), halves up, computed as
 // floor((sum + divisor / 2) * multiplier / 2^shift). With multiplier =
@@ -71,25 +43,48 @@ void writeMeans(const Sum* sums, std::size_t count, const MeanDivider& div, std:
   }
 }
 
-// Pass 2: a running vertical sum over whole rows, edge-extended by
-// clamping the row index (once per row, not per pixel). Sum is 32 bits
-// wide when a window's total fits, else 64.
+// Both passes for Sum-wide sums: a running vertical sum of the byte rows
+// (edge extended by clamping the row index, once per row), and for each
+// output row a running horizontal sum over those column sums, copied first
+// between rx repeats of its end values so that the inner loop has no
+// bounds checks. Columns first: the horizontal step then adds and subtracts
+// whole four-channel words.
 template <class Sum>
-void columnMeans(const std::vector<std::uint32_t>& rows, std::size_t h, std::size_t rowValues, std::size_t ry,
-                 const MeanDivider& div, std::uint8_t* outBytes) {
-  std::vector<Sum> columns(rowValues, 0);
+void boxMeans(const std::uint8_t* bytes, std::size_t w, std::size_t h, std::size_t rx, std::size_t ry,
+              const MeanDivider& div, std::uint8_t* outBytes) {
+  const std::size_t rowValues = w * kChannels;
   auto rowAt = [&](long y) {
-    return rows.data() + static_cast<std::size_t>(std::clamp(y, 0L, static_cast<long>(h) - 1)) * rowValues;
+    return bytes + static_cast<std::size_t>(std::clamp(y, 0L, static_cast<long>(h) - 1)) * rowValues;
   };
+  std::vector<Sum> padded((w + 2 * rx + 1) * kChannels, 0);
+  Sum* columns = padded.data() + rx * kChannels;  // the middle of padded
   for (long j = -static_cast<long>(ry); j <= static_cast<long>(ry); ++j) {
-    const std::uint32_t* r = rowAt(j);
+    const std::uint8_t* r = rowAt(j);
     for (std::size_t i = 0; i < rowValues; ++i) columns[i] += r[i];
   }
+  std::vector<Sum> windows(rowValues);
   for (std::size_t y = 0; y < h; ++y) {
-    writeMeans(columns.data(), rowValues, div, outBytes + y * rowValues);
-    const std::uint32_t* enter = rowAt(static_cast<long>(y + ry + 1));
-    const std::uint32_t* leave = rowAt(static_cast<long>(y) - static_cast<long>(ry));
-    // Unsigned wrap-around cancels: the column never holds less than leave.
+    for (std::size_t i = 0; i < rx; ++i) {
+      for (std::size_t c = 0; c < kChannels; ++c) {
+        padded[i * kChannels + c] = columns[c];
+        padded[(rx + w + i) * kChannels + c] = columns[(w - 1) * kChannels + c];
+      }
+    }
+    Sum sum[kChannels] = {0, 0, 0, 0};
+    for (std::size_t i = 0; i < 2 * rx + 1; ++i) {
+      for (std::size_t c = 0; c < kChannels; ++c) sum[c] += padded[i * kChannels + c];
+    }
+    for (std::size_t x = 0; x < w; ++x) {
+      const Sum* enter = padded.data() + (x + 2 * rx + 1) * kChannels;  // one past the end at most
+      const Sum* leave = padded.data() + x * kChannels;
+      for (std::size_t c = 0; c < kChannels; ++c) {
+        windows[x * kChannels + c] = sum[c];
+        sum[c] += enter[c] - leave[c];
+      }
+    }
+    writeMeans(windows.data(), rowValues, div, outBytes + y * rowValues);
+    const std::uint8_t* enter = rowAt(static_cast<long>(y + ry + 1));
+    const std::uint8_t* leave = rowAt(static_cast<long>(y) - static_cast<long>(ry));
     for (std::size_t i = 0; i < rowValues; ++i) columns[i] += static_cast<Sum>(enter[i]) - leave[i];
   }
 }
@@ -106,23 +101,18 @@ long boxConvolve8888(const std::vector<std::uint32_t>& src, int width, int heigh
   if (!validSide(kernelHeight) || !validSide(kernelWidth)) return kBoxConvolveInvalidKernelSize;
   const auto w = static_cast<std::size_t>(width), h = static_cast<std::size_t>(height);
   const auto rx = static_cast<std::size_t>(kernelWidth / 2), ry = static_cast<std::size_t>(kernelHeight / 2);
-  const std::size_t rowValues = w * kChannels;
   const std::uint64_t divisor = static_cast<std::uint64_t>(kernelWidth) * static_cast<std::uint64_t>(kernelHeight);
   const MeanDivider divider(divisor);
 
-  // Pass 1: horizontal sums of every row. Pixels are read as bytes: the
-  // channels are treated alike, so their order in the word does not matter.
+  // Pixels are read as bytes: the channels are treated alike, so their
+  // order in the word does not matter.
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(src.data());
-  std::vector<std::uint32_t> rows(h * rowValues);
-  std::vector<std::uint8_t> padded((w + 2 * rx + 1) * kChannels, 0);
-  for (std::size_t y = 0; y < h; ++y) rowSums(bytes + y * rowValues, w, rx, padded, rows.data() + y * rowValues);
-
   std::vector<std::uint32_t> out(src.size());
   auto* outBytes = reinterpret_cast<std::uint8_t*>(out.data());
   if (255 * divisor < (std::uint64_t{1} << 32)) {
-    columnMeans<std::uint32_t>(rows, h, rowValues, ry, divider, outBytes);
+    boxMeans<std::uint32_t>(bytes, w, h, rx, ry, divider, outBytes);
   } else {
-    columnMeans<std::uint64_t>(rows, h, rowValues, ry, divider, outBytes);
+    boxMeans<std::uint64_t>(bytes, w, h, rx, ry, divider, outBytes);
   }
   dest = std::move(out);
   return kBoxConvolveNoError;

@@ -72,10 +72,13 @@ std::shared_ptr<kit::Image> QDXBannerAdView::boxblurImage(const std::shared_ptr<
   if (!image) return nullptr;
   const long k = kernelSize(blurNumber);
   const int width = image->pixelWidth(), height = image->pixelHeight();
-  // A failed convolution leaves the output as allocated: blank.
-  std::vector<std::uint32_t> out(image->pixels().size(), 0);
+  std::vector<std::uint32_t> out;
   const long error = kit::boxConvolve8888(image->pixels(), width, height, k, k, out);
-  if (error != kit::kBoxConvolveNoError) debugLog("error from convolution " + std::to_string(error));
+  if (error != kit::kBoxConvolveNoError) {
+    debugLog("error from convolution " + std::to_string(error));
+    // The output buffer is used anyway, as allocated: blank.
+    out.assign(image->pixels().size(), 0);
+  }
   // The bitmap context skips the alpha byte: every pixel comes out opaque
   // with the colour bytes as they were.
   for (std::uint32_t& pixel : out) pixel |= 0xFF000000u;
