@@ -22,7 +22,8 @@ asan: setup
 tsan: setup
 	@cmake --preset tsan >/dev/null && cmake --build --preset tsan && ctest --preset tsan
 
-bench: setup
+bench:
+	@QDX_SETUP_BENCH=1 bash scripts/setup.sh
 	@cmake --preset release >/dev/null && cmake --build --preset release
 
 clean:

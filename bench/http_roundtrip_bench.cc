@@ -8,9 +8,7 @@
 #include <string>
 #include <thread>
 
-#include "ad_server.h"
-#include "platform/posix_env.h"
-#include "sdk/QDXUserDefaults.h"
+#include "reference_fixture.h"
 #include "transport/QDXApiBase.h"
 #include "transport/QDXHttpClient.h"
 
@@ -18,38 +16,7 @@ namespace {
 
 using qdx::Json;
 
-// One server and one configured PosixEnv for the whole run.
-struct Fixture {
-  Fixture() {
-    char dir[] = "/tmp/qdx-http-bench-XXXXXX";
-    root = mkdtemp(dir) ? dir : "/tmp";
-    qdx::server::ServerOptions options;
-    options.apps[qdx::server::kDefaultAppId] = qdx::server::kDefaultAppKey;
-    options.journalPath = root + "/journal.jsonl";
-    options.certPath = QDX_TEST_SERVER_CERT;
-    options.keyPath = QDX_TEST_SERVER_KEY;
-    server = std::make_unique<qdx::server::AdServer>(options);
-    std::string error;
-    started = server->start(error);
-
-    auto* env = dynamic_cast<qdx::PosixEnv*>(qdx::Env::Default());
-    env->setHomeDirectory(root + "/home");
-    env->setKeychainDirectory(root + "/keychain");
-    env->setCaFile(QDX_TEST_CA_FILE);
-    env->setConnectTo({"api.qdx.example:443:127.0.0.1:" + std::to_string(server->port())});
-    qdx::QDXUserDefaults::saveToLocal(Json(10001), "QDX_APP_ID");
-    qdx::QDXUserDefaults::saveToLocal(Json(qdx::server::kDefaultAppKey), "QDX_APP_KEY");
-    qdx::QDXUserDefaults::saveToLocal(Json("AppStore"), "QDX_CHANNEL");
-  }
-  std::string root;
-  std::unique_ptr<qdx::server::AdServer> server;
-  bool started = false;
-};
-
-Fixture& fixture() {
-  static Fixture* shared = new Fixture();
-  return *shared;
-}
+qdx::bench::ReferenceFixture& fixture() { return qdx::bench::referenceFixture(); }
 
 const Json& eventBody() {
   static const Json body = {

@@ -13,10 +13,17 @@ packages=(
   libcairo2-dev libpango1.0-dev fonts-wqy-zenhei
   libpng-dev libjpeg-dev
   libplist-dev
+  libicu-dev
   libgtest-dev libgmock-dev
   libbenchmark-dev
   clang libclang-rt-14-dev
 )
+
+# Only the benchmarks compare against OpenCV's box filter: `make bench`
+# (QDX_SETUP_BENCH=1) installs it, nothing else needs it.
+if [ "${QDX_SETUP_BENCH:-0}" = "1" ]; then
+  packages+=(libopencv-dev)
+fi
 
 missing=()
 for p in "${packages[@]}"; do

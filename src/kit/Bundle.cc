@@ -2,6 +2,8 @@
 
 #include <exception>
 
+#include "kit/layout_file.h"
+#include "platform/env.h"
 #include "sdk/QDXLog.h"
 
 namespace qdx::kit {
@@ -25,11 +27,16 @@ std::vector<std::shared_ptr<View>> Bundle::loadNibNamed(const std::string& name)
   {
     std::lock_guard lock(mutex_);
     auto it = nibs_.find(name);
-    if (it == nibs_.end()) {
+    if (it != nibs_.end()) factory = it->second;
+  }
+  if (!factory) {
+    // No recipe in code: the host's file "<bundle dir>/<name>.json".
+    const std::string dir = Env::Default()->bundleResourceDirectory();
+    if (dir.empty()) {
       debugLog("Could not load the interface file named " + name);
       return {};
     }
-    factory = it->second;
+    return loadLayoutFile(dir + "/" + name + ".json", dir);
   }
   // Built outside the lock: a recipe may load other files.
   try {

@@ -12,6 +12,11 @@ namespace qdx::kit {
 constexpr double kMinimumTouchableAlpha = 0.01;
 
 View::View() = default;
+
+bool View::setOutlet(const std::string& name, const std::shared_ptr<View>& view) {
+  (void)name, (void)view;
+  return false;
+}
 View::View(const Rect& frame) : frame_(frame) {}
 
 View::~View() {

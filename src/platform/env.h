@@ -46,6 +46,12 @@ class Env {
   virtual unsigned dataNetworkCode() = 0;
   // The application state: 0 active, 1 inactive, 2 background.
   virtual int applicationState() = 0;
+  // The device's locale identifier, e.g. "en_US" or "de_DE": date formats
+  // follow its calendar rules (first day of the week, week-based year).
+  virtual std::string locale() = 0;
+  // The main bundle's resource folder, where the host ships its interface
+  // files and their images; empty when the host has none.
+  virtual std::string bundleResourceDirectory() = 0;
 
   // --- Clock ---------------------------------------------------------------
   // Seconds since 1970-01-01 UTC, with the fraction.

@@ -112,6 +112,8 @@ struct PosixEnv::State {
   std::optional<std::string> advertisingIdentifier;
   unsigned network = kDefaultNetwork;
   int applicationState = 0;
+  std::string locale = "en_US";
+  std::string bundleDirectory;
   std::string home;
   std::string keychainDirectory;
   std::string caFile;
@@ -135,6 +137,8 @@ PosixEnv::PosixEnv() : state_(std::make_unique<State>()) {
   if (auto screen = environment("QDX_SCREEN")) {
     if (auto parsed = parseScreen(*screen)) s.screen = *parsed;
   }
+  if (auto locale = environment("QDX_LOCALE")) s.locale = *locale;
+  if (auto bundle = environment("QDX_BUNDLE_DIR")) s.bundleDirectory = *bundle;
   if (auto network = environment("QDX_NETWORK")) {
     char* end = nullptr;
     unsigned long code = std::strtoul(network->c_str(), &end, 10);
@@ -305,6 +309,26 @@ unsigned PosixEnv::dataNetworkCode() {
 int PosixEnv::applicationState() {
   std::lock_guard<std::mutex> lock(state_->mutex);
   return state_->applicationState;
+}
+
+void PosixEnv::setLocale(std::string locale) {
+  std::lock_guard<std::mutex> lock(state_->mutex);
+  state_->locale = std::move(locale);
+}
+
+std::string PosixEnv::locale() {
+  std::lock_guard<std::mutex> lock(state_->mutex);
+  return state_->locale;
+}
+
+void PosixEnv::setBundleResourceDirectory(std::string dir) {
+  std::lock_guard<std::mutex> lock(state_->mutex);
+  state_->bundleDirectory = std::move(dir);
+}
+
+std::string PosixEnv::bundleResourceDirectory() {
+  std::lock_guard<std::mutex> lock(state_->mutex);
+  return state_->bundleDirectory;
 }
 
 double PosixEnv::now() {

@@ -10,6 +10,8 @@
 //   QDX_BUNDLE_ID     "CFBundleIdentifier" (default "com.example.qdxhost")
 //   QDX_APP_VERSION   "CFBundleShortVersionString" (default "1.0")
 //   QDX_SCREEN        points and scale, e.g. "375x667@2" (the default)
+//   QDX_LOCALE        the locale identifier (default "en_US")
+//   QDX_BUNDLE_DIR    the main bundle's resource folder (default: none)
 //   QDX_CA_FILE       an extra CA bundle to trust for HTTPS
 //   QDX_CONNECT_TO    curl CONNECT_TO mapping, e.g. "api.qdx.example:443:127.0.0.1:8443"
 #include <functional>
@@ -37,6 +39,8 @@ class PosixEnv : public Env {
   void setAdvertisingIdentifier(std::string idfa);  // default: stable per home
   void setDataNetworkCode(unsigned code);
   void setApplicationState(int state);
+  void setLocale(std::string locale);
+  void setBundleResourceDirectory(std::string dir);
   // Changing the home directory reopens the local store under it.
   void setHomeDirectory(std::string home);
   // Changing the keychain directory reopens the keychain database.
@@ -60,6 +64,8 @@ class PosixEnv : public Env {
   std::string advertisingIdentifier() override;
   unsigned dataNetworkCode() override;
   int applicationState() override;
+  std::string locale() override;
+  std::string bundleResourceDirectory() override;
   double now() override;
   std::string homeDirectory() override;
   std::string documentsDirectory() override;

@@ -32,5 +32,25 @@ TEST(BoxConvolve, EachChannelIsTheRoundedMeanOverTheBoxAndBadInputLeavesTheOutpu
   EXPECT_EQ(out, (Pixels{7}));
 }
 
+// Kernels small and huge take different roads to the rounded mean (a
+// multiply and shift while a window's total fits 32 bits, a division
+// beyond); both must round like the plain formula. On a 2 x 1 image every
+// window holds the left pixel (k + 1) / 2 times and the right one k / 2.
+TEST(BoxConvolve, MeansRoundAlikeForSmallAndHugeKernels) {
+  const Pixels src = {0xFF10C801u, 0x0132027Fu};
+  for (long k : {3L, 21L, 4095L, 4105L, 65537L}) {
+    Pixels out;
+    ASSERT_EQ(boxConvolve8888(src, 2, 1, k, k, out), kBoxConvolveNoError) << k;
+    for (int shift : {0, 8, 16, 24}) {
+      const std::uint64_t a = (src[0] >> shift) & 0xFF, b = (src[1] >> shift) & 0xFF;
+      const std::uint64_t left = static_cast<std::uint64_t>((k + 1) / 2) * a + static_cast<std::uint64_t>(k / 2) * b;
+      const std::uint64_t right = static_cast<std::uint64_t>(k / 2) * a + static_cast<std::uint64_t>((k + 1) / 2) * b;
+      const auto mean = [&](std::uint64_t sum) { return (sum * k + (k * k) / 2) / (k * k); };
+      EXPECT_EQ((out[0] >> shift) & 0xFF, mean(left)) << "k " << k << " shift " << shift;
+      EXPECT_EQ((out[1] >> shift) & 0xFF, mean(right)) << "k " << k << " shift " << shift;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace qdx::kit

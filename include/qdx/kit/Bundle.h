@@ -23,8 +23,10 @@ class Bundle {
   // Makes an interface file of that name available; a later registration
   // replaces an earlier one, an empty factory removes it.
   void registerNib(const std::string& name, NibFactory factory);
-  // The top-level objects of a new instance of the named file; empty when
-  // there is no such file or its recipe fails (throws).
+  // The top-level objects of a new instance of the named file: the recipe
+  // registered under name, else the layout file "<name>.json" in the
+  // platform's bundle resource folder (kit/layout_file.h). Empty when there
+  // is neither, or the recipe fails (throws), or the file is bad.
   std::vector<std::shared_ptr<View>> loadNibNamed(const std::string& name) const;
 
  private:

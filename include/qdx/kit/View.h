@@ -5,6 +5,7 @@
 // thread.
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "qdx/kit/Color.h"
@@ -109,6 +110,13 @@ class View : public Responder {
   std::shared_ptr<Responder> nextResponder() override;
   // The view controller that owns this view as its root view, if any.
   std::shared_ptr<ViewController> viewController() const;
+
+  // --- Interface files -----------------------------------------------------
+  // Connects this view's outlet name to view, as an interface file's loader
+  // does for the views inside a top-level object. Returns false when the
+  // class has no outlet of that name or view is not of the outlet's kind;
+  // a plain view has no outlets.
+  virtual bool setOutlet(const std::string& name, const std::shared_ptr<View>& view);
 
  protected:
   void setBoundsOrigin(Point origin) { boundsOrigin_ = origin; }

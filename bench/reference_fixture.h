@@ -1,0 +1,51 @@
+#pragma once
+// One reference server (in this process, on loopback) and the default
+// PosixEnv pointed at it, with the host identity every envelope needs;
+// shared by the benchmarks that talk to the server.
+#include <stdlib.h>
+
+#include <memory>
+#include <string>
+
+#include "ad_server.h"
+#include "platform/posix_env.h"
+#include "qdx/QDXTypes.h"
+#include "sdk/QDXUserDefaults.h"
+
+namespace qdx::bench {
+
+struct ReferenceFixture {
+  ReferenceFixture() {
+    char dir[] = "/tmp/qdx-bench-XXXXXX";
+    root = mkdtemp(dir) ? dir : "/tmp";
+    server::ServerOptions options;
+    options.apps[server::kDefaultAppId] = server::kDefaultAppKey;
+    options.journalPath = root + "/journal.jsonl";
+    options.certPath = QDX_TEST_SERVER_CERT;
+    options.keyPath = QDX_TEST_SERVER_KEY;
+    adServer = std::make_unique<server::AdServer>(options);
+    std::string error;
+    started = adServer->start(error);
+
+    env = dynamic_cast<PosixEnv*>(Env::Default());
+    env->setHomeDirectory(root + "/home");
+    env->setKeychainDirectory(root + "/keychain");
+    env->setCaFile(QDX_TEST_CA_FILE);
+    env->setConnectTo({"api.qdx.example:443:127.0.0.1:" + std::to_string(adServer->port())});
+    QDXUserDefaults::saveToLocal(Json(10001), "QDX_APP_ID");
+    QDXUserDefaults::saveToLocal(Json(server::kDefaultAppKey), "QDX_APP_KEY");
+    QDXUserDefaults::saveToLocal(Json("AppStore"), "QDX_CHANNEL");
+  }
+  std::string root;
+  std::unique_ptr<server::AdServer> adServer;
+  PosixEnv* env = nullptr;
+  bool started = false;
+};
+
+// The run's one fixture, made on first use.
+inline ReferenceFixture& referenceFixture() {
+  static ReferenceFixture* shared = new ReferenceFixture();
+  return *shared;
+}
+
+}  // namespace qdx::bench

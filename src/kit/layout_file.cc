@@ -1,0 +1,250 @@
+#include "kit/layout_file.h"
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+
+#include "qdx/QDXTypes.h"
+#include "qdx/kit/Button.h"
+#include "qdx/kit/Control.h"
+#include "qdx/kit/Font.h"
+#include "qdx/kit/Image.h"
+#include "qdx/kit/ImageView.h"
+#include "qdx/kit/Label.h"
+#include "sdk/QDXLog.h"
+
+namespace qdx::kit {
+namespace {
+
+// A fault in a layout; its message names the place ("objects[0].children[2]").
+struct LayoutError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+[[noreturn]] void fail(const std::string& where, const std::string& what) {
+  throw LayoutError(where + ": " + what);
+}
+
+double number(const Json& spec, const char* key, const std::string& where) {
+  const Json& value = spec.at(key);
+  if (!value.is_number()) fail(where, std::string("\"") + key + "\" must be a number");
+  return value.get<double>();
+}
+
+std::string text(const Json& spec, const char* key, const std::string& where) {
+  const Json& value = spec.at(key);
+  if (!value.is_string()) fail(where, std::string("\"") + key + "\" must be a string");
+  return value.get<std::string>();
+}
+
+bool flag(const Json& spec, const char* key, const std::string& where) {
+  const Json& value = spec.at(key);
+  if (!value.is_boolean()) fail(where, std::string("\"") + key + "\" must be true or false");
+  return value.get<bool>();
+}
+
+// "#RRGGBB" or "#RRGGBBAA".
+Color color(const Json& spec, const char* key, const std::string& where) {
+  const std::string hex = text(spec, key, where);
+  unsigned r = 0, g = 0, b = 0, a = 255;
+  int used = 0;
+  const bool ok = (hex.size() == 7 && std::sscanf(hex.c_str(), "#%2x%2x%2x%n", &r, &g, &b, &used) == 3 &&
+                   used == 7) ||
+                  (hex.size() == 9 &&
+                   std::sscanf(hex.c_str(), "#%2x%2x%2x%2x%n", &r, &g, &b, &a, &used) == 4 && used == 9);
+  if (!ok) fail(where, std::string("\"") + key + "\" must be a colour \"#RRGGBB\" or \"#RRGGBBAA\"");
+  return Color::rgba(r / 255.0, g / 255.0, b / 255.0, a / 255.0);
+}
+
+Rect frame(const Json& spec, const std::string& where) {
+  const Json& value = spec.at("frame");
+  if (!value.is_array() || value.size() != 4) fail(where, "\"frame\" must be [x, y, width, height]");
+  for (const Json& n : value) {
+    if (!n.is_number()) fail(where, "\"frame\" must be [x, y, width, height]");
+  }
+  return Rect(value[0].get<double>(), value[1].get<double>(), value[2].get<double>(),
+              value[3].get<double>());
+}
+
+std::shared_ptr<Font> font(const Json& spec, const std::string& where) {
+  const Json& value = spec.at("font");
+  if (!value.is_object()) fail(where, "\"font\" must be {\"name\": ..., \"size\": ...}");
+  const std::string name = value.contains("name") ? text(value, "name", where + ".font") : "";
+  return Font::fontWithName(name, number(value, "size", where + ".font"));
+}
+
+TextAlignment alignment(const Json& spec, const std::string& where) {
+  const std::string name = text(spec, "textAlignment", where);
+  if (name == "left") return TextAlignmentLeft;
+  if (name == "center") return TextAlignmentCenter;
+  if (name == "right") return TextAlignmentRight;
+  fail(where, "\"textAlignment\" must be \"left\", \"center\" or \"right\"");
+}
+
+class Reader {
+ public:
+  explicit Reader(std::string resourceDir) : dir_(std::move(resourceDir)) {}
+
+  std::vector<std::shared_ptr<View>> topLevel(const Json& document) {
+    if (!document.is_object() || !document.contains("objects") || !document["objects"].is_array() ||
+        document["objects"].empty()) {
+      fail("file", "expected an object with a non-empty \"objects\" array");
+    }
+    std::vector<std::shared_ptr<View>> objects;
+    std::size_t index = 0;
+    for (const Json& spec : document["objects"]) {
+      const std::string where = "objects[" + std::to_string(index++) + "]";
+      std::vector<Outlet> outlets;
+      std::shared_ptr<View> root = build(spec, where, outlets, true);
+      for (const Outlet& outlet : outlets) {
+        if (!root->setOutlet(outlet.name, outlet.view)) {
+          fail(outlet.where, "outlet \"" + outlet.name + "\" is not an outlet of class " +
+                                 text(spec, "class", where) + " for a view of this class");
+        }
+      }
+      objects.push_back(std::move(root));
+    }
+    return objects;
+  }
+
+ private:
+  struct Outlet {
+    std::string name;
+    std::shared_ptr<View> view;
+    std::string where;
+  };
+
+  std::shared_ptr<View> build(const Json& spec, const std::string& where, std::vector<Outlet>& outlets,
+                              bool isTopLevel) {
+    if (!spec.is_object()) fail(where, "a view must be an object");
+    if (!spec.contains("class")) fail(where, "a view needs a \"class\"");
+    const std::string className = text(spec, "class", where);
+    std::shared_ptr<View> view = ViewClassRegistry::shared().make(className);
+    if (!view) fail(where, "unknown view class \"" + className + "\"");
+
+    if (spec.contains("frame")) view->setFrame(frame(spec, where));
+    if (spec.contains("backgroundColor")) view->setBackgroundColor(color(spec, "backgroundColor", where));
+    if (spec.contains("alpha")) view->setAlpha(number(spec, "alpha", where));
+    if (spec.contains("hidden")) view->setHidden(flag(spec, "hidden", where));
+    if (spec.contains("tag")) view->setTag(static_cast<long>(number(spec, "tag", where)));
+    if (spec.contains("userInteractionEnabled")) {
+      view->setUserInteractionEnabled(flag(spec, "userInteractionEnabled", where));
+    }
+    if (spec.contains("clipsToBounds")) view->setClipsToBounds(flag(spec, "clipsToBounds", where));
+    if (spec.contains("cornerRadius")) view->layer().cornerRadius = number(spec, "cornerRadius", where);
+    if (spec.contains("borderWidth")) view->layer().borderWidth = number(spec, "borderWidth", where);
+    if (spec.contains("borderColor")) view->layer().borderColor = color(spec, "borderColor", where);
+
+    if (auto label = std::dynamic_pointer_cast<Label>(view)) fillLabel(*label, spec, where);
+    if (auto imageView = std::dynamic_pointer_cast<ImageView>(view)) {
+      if (spec.contains("image")) imageView->setImage(image(spec, where));
+    }
+    if (auto button = std::dynamic_pointer_cast<Button>(view)) fillButton(*button, spec, where);
+
+    if (spec.contains("outlet")) {
+      if (isTopLevel) fail(where, "a top-level object cannot be an outlet");
+      outlets.push_back({text(spec, "outlet", where), view, where});
+    }
+    if (spec.contains("children")) {
+      const Json& children = spec["children"];
+      if (!children.is_array()) fail(where, "\"children\" must be an array");
+      for (std::size_t i = 0; i < children.size(); ++i) {
+        view->addSubview(build(children[i], where + ".children[" + std::to_string(i) + "]", outlets, false));
+      }
+    }
+    return view;
+  }
+
+  void fillLabel(Label& label, const Json& spec, const std::string& where) {
+    if (spec.contains("text")) label.setText(text(spec, "text", where));
+    if (spec.contains("font")) label.setFont(font(spec, where));
+    if (spec.contains("textColor")) label.setTextColor(color(spec, "textColor", where));
+    if (spec.contains("textAlignment")) label.setTextAlignment(alignment(spec, where));
+    if (spec.contains("numberOfLines")) {
+      label.setNumberOfLines(static_cast<int>(number(spec, "numberOfLines", where)));
+    }
+  }
+
+  void fillButton(Button& button, const Json& spec, const std::string& where) {
+    if (spec.contains("title")) button.setTitle(text(spec, "title", where), ControlStateNormal);
+    if (spec.contains("titleColor")) button.setTitleColor(color(spec, "titleColor", where), ControlStateNormal);
+    if (spec.contains("font")) button.setTitleFont(font(spec, where));
+    if (spec.contains("image")) button.setImage(image(spec, where), ControlStateNormal);
+  }
+
+  std::shared_ptr<Image> image(const Json& spec, const std::string& where) {
+    const std::string file = text(spec, "image", where);
+    if (file.empty() || file.find("..") != std::string::npos || file.front() == '/') {
+      fail(where, "\"image\" must name a file inside the bundle folder");
+    }
+    std::ifstream in(dir_ + "/" + file, std::ios::binary);
+    std::ostringstream bytes;
+    bytes << in.rdbuf();
+    std::shared_ptr<Image> loaded = in ? Image::imageWithData(bytes.str()) : nullptr;
+    if (!loaded) fail(where, "the image \"" + file + "\" cannot be read");
+    return loaded;
+  }
+
+  std::string dir_;
+};
+
+}  // namespace
+
+ViewClassRegistry::ViewClassRegistry() {
+  factories_["View"] = [] { return std::make_shared<View>(); };
+  factories_["Control"] = [] { return std::make_shared<Control>(); };
+  factories_["ImageView"] = [] { return std::make_shared<ImageView>(); };
+  factories_["Label"] = [] { return std::make_shared<Label>(); };
+  factories_["Button"] = [] { return Button::buttonWithType(ButtonTypeCustom); };
+}
+
+ViewClassRegistry& ViewClassRegistry::shared() {
+  static ViewClassRegistry* registry = new ViewClassRegistry();  // lives for the process
+  return *registry;
+}
+
+void ViewClassRegistry::registerClass(const std::string& name, Factory factory) {
+  std::lock_guard lock(mutex_);
+  factories_[name] = std::move(factory);
+}
+
+std::shared_ptr<View> ViewClassRegistry::make(const std::string& name) const {
+  Factory factory;
+  {
+    std::lock_guard lock(mutex_);
+    auto it = factories_.find(name);
+    if (it == factories_.end()) return nullptr;
+    factory = it->second;
+  }
+  return factory ? factory() : nullptr;
+}
+
+std::vector<std::shared_ptr<View>> loadLayout(const std::string& text, const std::string& resourceDir,
+                                              const std::string& source) {
+  const Json document = Json::parse(text, nullptr, /*allow_exceptions=*/false);
+  if (document.is_discarded()) {
+    debugLog("The interface file " + source + " is not valid JSON");
+    return {};
+  }
+  try {
+    return Reader(resourceDir).topLevel(document);
+  } catch (const std::exception& e) {
+    debugLog("The interface file " + source + " is malformed at " + e.what());
+  }
+  return {};
+}
+
+std::vector<std::shared_ptr<View>> loadLayoutFile(const std::string& path, const std::string& resourceDir) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) {
+    debugLog("Could not load the interface file " + path);
+    return {};
+  }
+  std::ostringstream text;
+  text << in.rdbuf();
+  return loadLayout(text.str(), resourceDir, path);
+}
+
+}  // namespace qdx::kit

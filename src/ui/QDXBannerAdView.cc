@@ -1,0 +1,88 @@
+#include "ui/QDXBannerAdView.h"
+
+#include <cmath>
+#include <cstdint>
+#include <vector>
+
+#include "ads/ad_list.h"
+#include "kit/box_convolve.h"
+#include "platform/run_loop.h"
+#include "qdx/kit/ImageView.h"
+#include "qdx/kit/TapGestureRecognizer.h"
+#include "sdk/QDXLog.h"
+#include "transport/QDXImageCache.h"
+
+namespace qdx {
+namespace {
+
+constexpr double kArtworkRatio = 8.0 / 3.0;
+constexpr double kBackdropBlur = 0.5;
+
+}  // namespace
+
+kit::Rect QDXBannerAdView::foregroundFrame(kit::Size size) {
+  const double w = size.width, h = size.height;
+  if (w / h >= kArtworkRatio) {
+    return kit::Rect(std::fabs(w - kArtworkRatio * h) / 2, 0, kArtworkRatio * h, h);
+  }
+  return kit::Rect(0, std::fabs(h - w / kArtworkRatio) / 2, w, w / kArtworkRatio);
+}
+
+bool QDXBannerAdView::onAdInfoLoaded(const Json& entry, kit::Size size) {
+  const std::optional<std::string> url = adText(entry, adkeys::kAdUrl);
+  std::optional<std::string> data;
+  if (url) data = QDXImageCache::shareInstance().getImageFromString(*url);
+  if (!data) return false;
+  std::shared_ptr<kit::Image> image = kit::Image::imageWithData(data);
+
+  auto backdrop = std::make_shared<kit::ImageView>(kit::Rect(0, 0, size.width, size.height));
+  backdrop->setImage(boxblurImage(image, kBackdropBlur));
+  auto foreground = std::make_shared<kit::ImageView>(foregroundFrame(size));
+  foreground->setImage(image);
+  foreground->setUserInteractionEnabled(true);
+  auto recognizer = std::make_shared<kit::TapGestureRecognizer>();
+  std::weak_ptr<QDXBannerAdView> weakSelf = selfAs<QDXBannerAdView>();
+  recognizer->addTarget(weakSelf, [weakSelf](const std::shared_ptr<kit::TapGestureRecognizer>&) {
+    if (auto self = weakSelf.lock()) self->tap();
+  });
+
+  RunLoop::main().post([weakSelf, backdrop, foreground, recognizer] {
+    auto self = weakSelf.lock();
+    if (!self) return;
+    self->addSubview(backdrop);
+    self->addSubview(foreground);
+    foreground->addGestureRecognizer(recognizer);
+  });
+  return true;
+}
+
+void QDXBannerAdView::tap() {
+  debugLog("点击跳转到AppStore关闭了banner");
+  if (std::shared_ptr<QDXADEventDelegate> target = eventDelegate()) target->tapAD(tag());
+}
+
+long QDXBannerAdView::kernelSize(double blurNumber) {
+  long k = static_cast<long>(blurNumber * 40);
+  if (k < 0) k += 1;
+  return k | 1;
+}
+
+std::shared_ptr<kit::Image> QDXBannerAdView::boxblurImage(const std::shared_ptr<kit::Image>& image,
+                                                          double blurNumber) {
+  if (!image) return nullptr;
+  const long k = kernelSize(blurNumber);
+  const int width = image->pixelWidth(), height = image->pixelHeight();
+  std::vector<std::uint32_t> out;
+  const long error = kit::boxConvolve8888(image->pixels(), width, height, k, k, out);
+  if (error != kit::kBoxConvolveNoError) {
+    debugLog("error from convolution " + std::to_string(error));
+    // The output buffer is used anyway, as allocated: blank.
+    out.assign(image->pixels().size(), 0);
+  }
+  // The bitmap context skips the alpha byte: every pixel comes out opaque
+  // with the colour bytes as they were.
+  for (std::uint32_t& pixel : out) pixel |= 0xFF000000u;
+  return kit::Image::imageWithPixels(width, height, std::move(out), image->scale());
+}
+
+}  // namespace qdx

@@ -1,0 +1,66 @@
+#pragma once
+// Shared set-up of the custom-slot tests: a test platform with the host's
+// identity stored, the reference server behind it, and readers of what the
+// server journaled (events by kind, usage reports).
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "platform/run_loop.h"
+#include "qdx/QDXADDelegate.h"
+#include "qdx/QDXTypes.h"
+#include "sdk/QDXLog.h"
+#include "sdk/QDXUserDefaults.h"
+#include "support/reference_server.h"
+#include "support/test_env.h"
+
+namespace qdx::testing {
+
+// The event kinds of the reporter's event records.
+inline constexpr int kRequestEvent = 0;
+inline constexpr int kShowEvent = 1;
+inline constexpr int kClickEvent = 2;
+
+// A host delegate that writes down what it hears, in order.
+class RecordingDelegate : public QDXADDelegate {
+ public:
+  void onADLoaded() override { calls.push_back("onADLoaded"); }
+  void onNoAD(long code) override { calls.push_back("onNoAD " + std::to_string(code)); }
+  void onADClicked() override { calls.push_back("onADClicked"); }
+  std::vector<std::string> calls;
+};
+
+class CustomSlotTest : public ::testing::Test {
+ protected:
+  explicit CustomSlotTest(ReferenceServer::Options options = {}) : server_(std::move(options)) {}
+
+  void SetUp() override {
+    ASSERT_TRUE(server_.running());
+    server_.configure(env_);
+    QDXUserDefaults::saveToLocal(10001, "QDX_APP_ID");
+    QDXUserDefaults::saveToLocal(ReferenceServer::kAppKey, "QDX_APP_KEY");
+    QDXUserDefaults::saveToLocal("AppStore", "QDX_CHANNEL");
+    QDXLog::setDebug(true);
+  }
+
+  // The newest event of every journaled event report of kind subType.
+  std::vector<Json> events(int subType) const {
+    std::vector<Json> found;
+    for (const Json& entry : server_.entriesFor("report_event")) {
+      const Json& list = entry["body"]["event_list"];
+      if (list.is_array() && !list.empty() && list.back()["sub_type"] == subType) {
+        found.push_back(list.back());
+      }
+    }
+    return found;
+  }
+
+  // Lets queued main-queue blocks and asynchronous answers run.
+  static void settle() { RunLoop::main().runFor(0.3); }
+
+  TestEnv env_;
+  ReferenceServer server_;
+};
+
+}  // namespace qdx::testing
