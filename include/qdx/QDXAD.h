@@ -26,9 +26,9 @@ class QDXAD : public std::enable_shared_from_this<QDXAD> {
   // then registers the device and re-sends what earlier runs left
   // unreported. Returns the facade; the host owns it.
   //
-  // The timer holds the facade weakly: it ticks for as long as the host
-  // keeps the facade and does nothing once the facade is gone. It is never
-  // cancelled.
+  // The timer holds the facade and is never cancelled: it ticks for the
+  // life of the process, whether or not the host keeps the returned
+  // pointer.
   static std::shared_ptr<QDXAD> initWithChannel(const std::string& channel, std::int64_t app_id,
                                                 const std::string& app_key);
 

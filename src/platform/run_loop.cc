@@ -21,6 +21,7 @@
 #include <utility>
 
 #include "platform/env.h"
+#include "sdk/QDXLog.h"
 
 namespace qdx {
 
@@ -41,9 +42,9 @@ void runGuarded(const RunLoop::Block& block) {
   try {
     block();
   } catch (const std::exception& error) {
-    Env::Default()->log(std::string("qdx: a block on a run loop threw: ") + error.what());
+    debugLog(std::string("qdx: a block on a run loop threw: ") + error.what());
   } catch (...) {
-    Env::Default()->log("qdx: a block on a run loop threw a non-standard exception");
+    debugLog("qdx: a block on a run loop threw a non-standard exception");
   }
 }
 
@@ -197,7 +198,7 @@ struct RunLoop::Impl {
 RunLoop::RunLoop() : impl_(std::make_unique<Impl>()) {
   impl_->wakeChannel = newWakeChannel();
   if (impl_->wakeChannel->fd.load() < 0) {
-    Env::Default()->log("qdx: a run loop could not make its wake-up descriptor");
+    debugLog("qdx: a run loop could not make its wake-up descriptor");
   }
   impl_->owner = std::this_thread::get_id();
 }

@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "platform/env.h"
+#include "sdk/QDXLog.h"
 
 namespace qdx {
 
@@ -47,7 +48,8 @@ SqliteDatabase::SqliteDatabase(std::string path, std::string schema, int fileMod
 
 SqliteDatabase::~SqliteDatabase() { close(); }
 
-void SqliteDatabase::logLine(const std::string& line) { Env::Default()->log(line); }
+// A diagnostic, like every other of the SDK: written only while debugging.
+void SqliteDatabase::logLine(const std::string& line) { debugLog(line); }
 
 void SqliteDatabase::reopenAt(std::string path) {
   close();

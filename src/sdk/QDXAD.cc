@@ -32,9 +32,9 @@ void guarded(const char* what, Step&& step) {
   try {
     step();
   } catch (const std::exception& e) {
-    logAlways(std::string("QDXAD: ") + what + " failed: " + e.what());
+    debugLog(std::string("QDXAD: ") + what + " failed: " + e.what());
   } catch (...) {
-    logAlways(std::string("QDXAD: ") + what + " failed");
+    debugLog(std::string("QDXAD: ") + what + " failed");
   }
 }
 
@@ -106,11 +106,12 @@ void QDXAD::startUseTimePeriod() {
 }
 
 void QDXAD::startTimer() {
-  // Weak, so that the timer does not keep the facade alive: the host owns
-  // it. The timer itself is never cancelled; without a facade it idles.
-  std::weak_ptr<QDXAD> weakFacade = weak_from_this();
-  RunLoop::current().addTimer(kTimerIntervalSeconds, /*repeats=*/true, [weakFacade] {
-    if (auto facade = weakFacade.lock()) facade->currentTimer();
+  // The timer targets the facade and is never cancelled, so it holds the
+  // facade for the life of the process: a host that drops the returned
+  // pointer still has its use-time periods restarted.
+  std::shared_ptr<QDXAD> facade = shared_from_this();
+  RunLoop::current().addTimer(kTimerIntervalSeconds, /*repeats=*/true, [facade] {
+    facade->currentTimer();
   });
 }
 

@@ -40,7 +40,7 @@ std::string QDXEncryptAndDecrypt::encryptWithString(const std::optional<std::str
   }
   std::string units = cipher::keyUnits(storedAppKey().value_or(""));
   if (units.size() < 16) {
-    logAlways("QDXEncryptAndDecrypt: the app key under QDX_APP_KEY has fewer than 16 characters; "
+    debugLog("QDXEncryptAndDecrypt: the app key under QDX_APP_KEY has fewer than 16 characters; "
               "nothing was enciphered");
     return "";
   }

@@ -139,9 +139,9 @@ void QDXHttpClient::asyPostWithURL(const std::string& url, const Json& parameter
           try {
             block(data, urlResponse, std::nullopt);
           } catch (const std::exception& e) {
-            logAlways(std::string("error:completion block failed: ") + e.what());
+            debugLog(std::string("error:completion block failed: ") + e.what());
           } catch (...) {
-            logAlways("error:completion block failed");
+            debugLog("error:completion block failed");
           }
         });
       } catch (const std::exception& e) {

@@ -90,7 +90,8 @@ TEST_F(QDXADStartTest, StartUpStoresIdentityAndTimesReplacingWhatDiffers) {
 
 // sdkTerminate raises the flag as a boolean; a tick lowers it and restarts
 // the use time only while the app is active. The flag is read as an integer
-// (any non-zero value counts), and only while the host keeps the facade.
+// (any non-zero value counts), also after the host dropped the facade: the
+// timer holds it.
 TEST_F(QDXADStartTest, OnlyATickWhileActiveLowersTheFlagAndRestartsTheUseTime) {
   auto facade = QDXAD::initWithChannel("c", 123, kKey);
   QDXAD::sdkTerminate();
@@ -113,8 +114,30 @@ TEST_F(QDXADStartTest, OnlyATickWhileActiveLowersTheFlagAndRestartsTheUseTime) {
 
   facade.reset();
   QDXAD::sdkTerminate();
-  RunLoop::main().runFor(1.2);
-  EXPECT_EQ(stored("QDXBACKGROUND"), true);
+  env.setNow(1700000900);
+  EXPECT_TRUE(RunLoop::main().runUntil([] { return stored("QDXBACKGROUND").is_null(); }, 3))
+      << "the timer keeps ticking without the host's pointer";
+  EXPECT_EQ(stored("QDX_S_TIME"), 1700000900);
+}
+
+// With the debug switch off, an online start against a server that answers
+// garbage, with a key too short to encipher, writes nothing but the JSON
+// codec's own failure lines.
+TEST_F(QDXADStartTest, WithDebugOffOnlyTheCodecsFailuresAreLogged) {
+  ReferenceServer::Options options;
+  options.faults = {"*:garbage"};
+  ReferenceServer server(options);
+  ASSERT_TRUE(server.running());
+  server.configure(env);
+  env.setDataNetworkCode(5);
+  QDXAD::initWithChannel("c", 10001, "short");
+  QDXAD::initWithChannel("c", 10001, ReferenceServer::kAppKey);
+  RunLoop::main().runFor(1.5);
+  for (const std::string& line : env.logLines()) {
+    EXPECT_TRUE(line.rfind("QDXDictionaryAndJSON：JSON解析失败：", 0) == 0 ||
+                line.rfind("字典转JSON失败：", 0) == 0)
+        << line;
+  }
 }
 
 // --- Ad requests -----------------------------------------------------------------

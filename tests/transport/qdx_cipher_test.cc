@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "sdk/QDXUserDefaults.h"
+#include "sdk/QDXLog.h"
 #include "support/test_env.h"
 #include "transport/QDXEncryptAndDecrypt.h"
 #include "transport/envelope_verifier.h"
@@ -150,6 +151,7 @@ TEST(CipherConcurrency, OverlappingCallsStayCorrect) {
 
 TEST(EncryptWithString, RefusesShortKeysThenCleansTheTextAndTracesHalfTheHex) {
   TestEnv env;
+  QDXLog::setDebug(true);  // what follows is checked by its diagnostics
   QDXEncryptAndDecrypt codec;
   ::testing::internal::CaptureStdout();
   EXPECT_EQ("", codec.encryptWithString("body"));  // no key stored
