@@ -331,18 +331,43 @@ std::string encipherHex(const std::string& bytes, const std::string& keyUnits16)
   return hex;
 }
 
-std::string decipherHex(const std::string& hex, const std::string& keyUnits) {
-  const std::size_t n = hex.size() / 2;  // an odd last digit is ignored
-  if (n == 0 || n > static_cast<std::size_t>(INT32_MAX)) return "";
+namespace {
+
+// The hex text's digit values, one per character as the platform's strings
+// count them (UTF-16 units): a character that is no hex digit, a multi-byte
+// one included, is one 0 digit; a character beyond the basic plane is two
+// units, so two 0 digits.
+std::vector<std::uint8_t> hexDigitValues(const std::string& hex) {
   static const auto kNibbles = [] {
-    std::array<std::uint8_t, 256> nibbles{};
-    for (int c = 0; c < 256; ++c) nibbles[c] = char2Byte(static_cast<char>(c));
+    std::array<std::uint8_t, 128> nibbles{};
+    for (int c = 0; c < 128; ++c) nibbles[c] = char2Byte(static_cast<char>(c));
     return nibbles;
   }();
+  std::vector<std::uint8_t> values;
+  values.reserve(hex.size());
+  bool valid = true;
+  std::size_t i = 0;
+  while (i < hex.size()) {
+    const char32_t cp = nextCodePoint(hex.data(), hex.size(), i, &valid);
+    if (cp < 0x80) {
+      values.push_back(kNibbles[cp]);
+    } else {
+      values.push_back(0);
+      if (cp > 0xFFFF) values.push_back(0);
+    }
+  }
+  return values;
+}
+
+}  // namespace
+
+std::string decipherHex(const std::string& hex, const std::string& keyUnits) {
+  const std::vector<std::uint8_t> digitValues = hexDigitValues(hex);
+  const std::size_t n = digitValues.size() / 2;  // an odd last digit is ignored
+  if (n == 0 || n > static_cast<std::size_t>(INT32_MAX)) return "";
   std::vector<std::uint8_t> cipherBytes(n);
-  const auto* digitsIn = reinterpret_cast<const unsigned char*>(hex.data());
   for (std::size_t i = 0; i < n; ++i) {
-    cipherBytes[i] = static_cast<std::uint8_t>(kNibbles[digitsIn[2 * i]] << 4 | kNibbles[digitsIn[2 * i + 1]]);
+    cipherBytes[i] = static_cast<std::uint8_t>(digitValues[2 * i] << 4 | digitValues[2 * i + 1]);
   }
   std::vector<std::uint8_t> output(n);
   {

@@ -76,6 +76,26 @@ TEST(CipherHexInput, CaseStrayCharactersAndWrongLengths) {
   EXPECT_EQ("lower case", decipherWithKey(hex + "F", kKey)) << "an odd last digit is ignored";
   // Characters outside 0-9, a-f, A-F count as 0.
   for (char c : {'g', 'G', ' ', '\0'}) EXPECT_EQ(0, cipher::char2Byte(c)) << c;
+  // A character that is no digit counts as one 0 whatever its UTF-8
+  // length; one beyond the basic plane is two characters, so two zeros.
+  // Swap them in for zeros of a real cipher text: it still deciphers.
+  bool swappedOne = false, swappedTwo = false;
+  for (int t = 0; t < 64 && !(swappedOne && swappedTwo); ++t) {
+    const std::string plain = "text " + std::to_string(t);
+    const std::string enciphered = encipherWithKey(plain, kKey);
+    if (std::size_t zero = enciphered.find('0'); zero != std::string::npos) {
+      for (const char* wide : {"é", "中"}) {
+        EXPECT_EQ(plain, decipherWithKey(std::string(enciphered).replace(zero, 1, wide), kKey))
+            << wide;
+      }
+      swappedOne = true;
+    }
+    if (std::size_t zeros = enciphered.find("00"); zeros != std::string::npos) {
+      EXPECT_EQ(plain, decipherWithKey(std::string(enciphered).replace(zeros, 2, "😀"), kKey));
+      swappedTwo = true;
+    }
+  }
+  EXPECT_TRUE(swappedOne && swappedTwo);
   // 15 bytes: below 16 and not a multiple of 8; then 16 + 6 bytes.
   EXPECT_EQ("", decipherWithKey(std::string(30, 'A'), kKey));
   EXPECT_EQ("", decipherWithKey(hex.substr(0, hex.size() - 4), kKey));
