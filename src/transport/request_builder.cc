@@ -14,6 +14,13 @@ std::optional<std::string> buildSignedRequestBody(const std::string& url, const 
   // A body that cannot be written enciphers as nothing: "data" is "".
   std::optional<std::string> text = QDXDictionaryAndJSON::jsonStringFromObjectDic(parameterDic);
   std::string cipherText = QDXEncryptAndDecrypt().encryptWithString(text);
+  if (text && !text->empty() && cipherText.empty()) {
+    // The body did not encipher (an app key under 16 characters): an
+    // envelope without it must not go out, or an acknowledgement would drop
+    // a pending event whose content never left the device.
+    debugLog("QDXHttpClient: no envelope for " + url + ": the body could not be enciphered");
+    return std::nullopt;
+  }
 
   QDXHttpRequest request;
   Json unsigned_ = request.getDictionaryWithRequsetString(cipherText);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/run_loop.h"
+#include "reporting/QDXHttpRequestProxy.h"
 #include "sdk/QDXLog.h"
 #include "sdk/QDXUserDefaults.h"
 #include "support/reference_server.h"
@@ -119,9 +120,20 @@ TEST_F(HttpClientTest, NothingLeavesWithoutNetworkOrKeyAndNothingComesFromAnUntr
   env_.setDataNetworkCode(1);
   QDXUserDefaults::removeObjectFromLocal("QDX_APP_KEY");
   EXPECT_FALSE(post("reg_dev"));
+  // A key too short to encipher with: no envelope leaves, so no answer can
+  // acknowledge (and drop) a pending event whose body never went out.
+  QDXUserDefaults::saveToLocal(Json("fifteen-chars!!"), "QDX_APP_KEY");
+  const Json pending = Json::array({"{\"events\":[1]}"});
+  QDXUserDefaults::saveToLocal(pending, "QDX_REPORT_EVENT_LIST");
+  EXPECT_FALSE(post("report_event"));
+  QDXHttpRequestProxy::shareInstance().reportEvent();
+  client().asyPostWithURL(endpointURL("report_event"), Json{{"k", 1}},
+                          [&](const std::string&, const QDXURLResponse&,
+                              const std::optional<std::string>&) { called = true; });
   RunLoop::main().runFor(1.0);
   EXPECT_FALSE(called);
   EXPECT_TRUE(server_.journal().empty());
+  EXPECT_EQ(QDXUserDefaults::getObjectFromLocal("QDX_REPORT_EVENT_LIST"), pending);
 
   // A server outside the trusted CAs, or none listening, gives nothing.
   QDXUserDefaults::saveToLocal(Json(ReferenceServer::kAppKey), "QDX_APP_KEY");
