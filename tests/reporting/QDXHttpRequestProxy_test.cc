@@ -56,6 +56,17 @@ TEST_F(SessionTest, ARequestStartsASessionThatUseTimeTakesOverFromTheRunStamp) {
   EXPECT_TRUE(stored("(null)(null)8").is_string()) << "nil ids: the formatter's null text";
 }
 
+// A click as the process's first event takes its own first value, 3; the
+// request after it counts on from there.
+TEST_F(SessionTest, AClickFirstTakesThreeAndARequestAfterItFour) {
+  reporter().reportClickEventWithUbit("BANNER", "ad-7", "app-9", 1);
+  reporter().reportRequestEventWithUbit("BANNER", "ad-7", "app-9", 1);
+  const auto bodies = bodiesFor("report_event");
+  ASSERT_EQ(bodies.size(), 2u);
+  EXPECT_EQ(bodies[0]["event_list"].back()["event_id"], 3);
+  EXPECT_EQ(bodies[1]["event_list"].back()["event_id"], 4);
+}
+
 using AcknowledgementTest = ServerReportingTest;
 
 TEST_F(AcknowledgementTest, AnActivationTakesZeroAndOnlyAnAcknowledgedRequestLeavesNothingPending) {
@@ -83,6 +94,23 @@ TEST_F(AcknowledgementTest, ARefusedBaseInfoOrAnUnansweredCrashRecordLeavesNothi
   reporter().reportCrashWithDictionary({{"ex_st", "s"}, {"ex_msg", "m"}, {"timestamp", 5}});
   EXPECT_TRUE(env_.logContains("异常信息 return nil"));
   EXPECT_FALSE(std::filesystem::exists(QDXHttpRequestProxy::crashLogDirectory()));
+}
+
+// A refused use-time report stays stored; the next call in the same
+// process re-sends that group as it is and reports no new period.
+TEST_F(AcknowledgementTest, ASecondUseTimeReportResendsTheRefusedGroupAndNothingNew) {
+  QDXUserDefaults::saveToLocal(Json(1699999000), "QDX_S_TIME");
+  server_.setFault("report_event:retcode:1");
+  reporter().reportUseTime();
+  const Json kept = stored("QDX_USE_TIME_EVENT_LIST");
+  ASSERT_FALSE(kept.is_null()) << "refused: the group stays";
+  server_.clearFaults();
+  env_.setNow(1700000500);
+  reporter().reportUseTime();
+  const auto bodies = bodiesFor("report_event");
+  ASSERT_EQ(bodies.size(), 2u) << "one post per call, nothing new besides";
+  EXPECT_EQ(bodies[1], bodies[0]) << "the stored group, unchanged";
+  EXPECT_TRUE(stored("QDX_USE_TIME_EVENT_LIST").is_null()) << "acknowledged: removed";
 }
 
 TEST_F(AcknowledgementTest, ResendPostsEveryGroupAndTheFirstAcknowledgementClearsAll) {

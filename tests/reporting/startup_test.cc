@@ -171,7 +171,7 @@ TEST_F(CrashLogUploadTest, FromElsewhereTheBareNameFindsNothingAndTheEmptyPostIs
 
 using GlobalConfigTest = StartupTest;
 
-TEST_F(GlobalConfigTest, GarbageKeepsTheStoredConfigurationAndNoDataClearsIt) {
+TEST_F(GlobalConfigTest, GarbageKeepsTheStoredConfigurationNoDataOrNonJsonDataClearsIt) {
   QDXUserDefaults::saveToLocal(Json{{"kept", 1}}, "QDX_Global_Config");
   ASSERT_TRUE(server_.setFault("get_configuration:garbage"));
   fetchGlobalConfig();
@@ -179,6 +179,13 @@ TEST_F(GlobalConfigTest, GarbageKeepsTheStoredConfigurationAndNoDataClearsIt) {
   EXPECT_EQ(stored("QDX_Global_Config"), Json({{"kept", 1}}));
 
   ASSERT_TRUE(server_.setFault("get_configuration:no-data"));
+  fetchGlobalConfig();
+  ASSERT_TRUE(serveMainUntil([] { return stored("QDX_Global_Config").is_null(); }));
+
+  // A "data" that is not JSON text parses to nothing, and saving nothing
+  // clears the stored configuration too.
+  QDXUserDefaults::saveToLocal(Json{{"kept", 1}}, "QDX_Global_Config");
+  ASSERT_TRUE(server_.setFault("get_configuration:text-data"));
   fetchGlobalConfig();
   ASSERT_TRUE(serveMainUntil([] { return stored("QDX_Global_Config").is_null(); }));
 }

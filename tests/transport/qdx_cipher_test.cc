@@ -56,6 +56,18 @@ TEST(CipherKnownAnswers, MatchAnIndependentImplementation) {
 TEST(CipherLayout, SizePadAndRoundTripForEveryLength) {
   const int expectedPad[] = {5, 4, 3, 2, 1, 0, 7, 6};
   for (int n = 1; n <= 8; ++n) EXPECT_EQ(expectedPad[n - 1], cipher::padLength(n)) << n;
+  // The header byte (the first byte of the first block, which nothing
+  // chains into) carries the pad length in its low three bits.
+  for (int n = 1; n <= 8; ++n) {
+    std::vector<std::uint8_t> bytes = bytesOf(encipherWithKey(std::string(n, 'x'), kKey));
+    std::uint8_t first[8];
+    {
+      auto lock = cipher::lockCipherState();
+      cipher::setkeyArray(reinterpret_cast<const std::uint8_t*>(kKey.data()), 16);
+      cipher::decipher(bytes.data(), 0, first);
+    }
+    EXPECT_EQ(expectedPad[n - 1], first[0] & 0x07) << n;
+  }
   for (int n = 0; n <= 300; ++n) {
     std::string text;
     for (int i = 0; i < n; ++i) text.push_back(static_cast<char>('!' + (i * 7 + n) % 90));

@@ -81,6 +81,7 @@ std::string faultName(const std::optional<Fault>& fault) {
     case FaultKind::kDrop: return "drop";
     case FaultKind::kPlaintextData: return "plaintext-data";
     case FaultKind::kNoData: return "no-data";
+    case FaultKind::kTextData: return "text-data";
     case FaultKind::kMoved: return "moved";
   }
   return "";
@@ -253,6 +254,7 @@ void AdServer::handlePost(const httplib::Request& req, httplib::Response& res) {
       Json answer = answerFor(endpoint, body, options_.apps.at(appid),
                               !(fault && fault->kind == FaultKind::kPlaintextData));
       if (fault && fault->kind == FaultKind::kNoData) answer.erase("data");
+      if (fault && fault->kind == FaultKind::kTextData) answer["data"] = "this is not JSON text";
       setJson(res, answer);
     }
   }

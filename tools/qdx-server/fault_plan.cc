@@ -28,6 +28,7 @@ std::string kindName(const Fault& fault) {
     case FaultKind::kDrop: return "drop";
     case FaultKind::kPlaintextData: return "plaintext-data";
     case FaultKind::kNoData: return "no-data";
+    case FaultKind::kTextData: return "text-data";
     case FaultKind::kMoved: return "moved";
   }
   return "?";
@@ -76,6 +77,7 @@ std::optional<FaultRule> parseFaultRule(const std::string& rule, std::string& er
   if (kind == "drop") return noArg(FaultKind::kDrop);
   if (kind == "plaintext-data") return noArg(FaultKind::kPlaintextData);
   if (kind == "no-data") return noArg(FaultKind::kNoData);
+  if (kind == "text-data") return noArg(FaultKind::kTextData);
   if (kind == "moved") return noArg(FaultKind::kMoved);
   if (kind == "none" && arg.empty()) return result;
   error = "unknown fault kind " + kind;

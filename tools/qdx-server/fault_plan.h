@@ -18,6 +18,7 @@ enum class FaultKind {
   kDrop,           // close the connection without an answer
   kPlaintextData,  // answer normally but with "data" not enciphered
   kNoData,         // answer {"retcode":0} without "data"
+  kTextData,       // answer {"retcode":0} whose "data" is text that is not JSON
   kMoved,          // images only: redirect (302) to the same path + "?moved"
 };
 
