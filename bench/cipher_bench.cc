@@ -17,6 +17,7 @@
 #include "transport/QDXEncryptAndDecrypt.h"
 #include "transport/QDXEncryptUtil.h"
 #include "transport/envelope_verifier.h"
+#include "sdk/store_keys.h"
 
 namespace {
 
@@ -99,7 +100,7 @@ void BM_EncryptWithString(benchmark::State& state) {
     if (mkdtemp(dir) != nullptr) posix->setHomeDirectory(dir);
     posix->setLogSink([](const std::string&) {});
     qdx::Env::Install(posix);
-    qdx::QDXUserDefaults::saveToLocal(kKey, "QDX_APP_KEY");
+    qdx::QDXUserDefaults::saveToLocal(kKey, qdx::keys::kAppKey);
     return posix;
   }();
   (void)env;

@@ -11,6 +11,7 @@
 #include "platform/posix_env.h"
 #include "qdx/QDXTypes.h"
 #include "sdk/QDXUserDefaults.h"
+#include "sdk/store_keys.h"
 
 namespace qdx::bench {
 
@@ -32,9 +33,9 @@ struct ReferenceFixture {
     env->setKeychainDirectory(root + "/keychain");
     env->setCaFile(QDX_TEST_CA_FILE);
     env->setConnectTo({"api.qdx.example:443:127.0.0.1:" + std::to_string(adServer->port())});
-    QDXUserDefaults::saveToLocal(Json(10001), "QDX_APP_ID");
-    QDXUserDefaults::saveToLocal(Json(server::kDefaultAppKey), "QDX_APP_KEY");
-    QDXUserDefaults::saveToLocal(Json("AppStore"), "QDX_CHANNEL");
+    QDXUserDefaults::saveToLocal(Json(10001), qdx::keys::kAppId);
+    QDXUserDefaults::saveToLocal(Json(server::kDefaultAppKey), qdx::keys::kAppKey);
+    QDXUserDefaults::saveToLocal(Json("AppStore"), qdx::keys::kChannel);
   }
   std::string root;
   std::unique_ptr<server::AdServer> adServer;

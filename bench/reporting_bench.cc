@@ -12,6 +12,7 @@
 #include "reporting/QDXEvent.h"
 #include "sdk/QDXUserDefaults.h"
 #include "transport/QDXImageCache.h"
+#include "sdk/store_keys.h"
 
 namespace qdx {
 namespace {
@@ -27,7 +28,7 @@ class BenchPlatform {
     env_.setLogSink([](const std::string&) {});
     env_.setDataNetworkCode(0);  // nothing leaves the machine
     Env::Install(&env_);
-    QDXUserDefaults::saveToLocal(10001, "QDX_APP_ID");
+    QDXUserDefaults::saveToLocal(10001, qdx::keys::kAppId);
   }
   ~BenchPlatform() {
     Env::Install(nullptr);
@@ -69,7 +70,7 @@ void BM_FileEventOfNewSession(benchmark::State& state) {
   const Json dic = event.getEventDictinary();
   for (auto _ : state) {
     state.PauseTiming();
-    QDXUserDefaults::saveToLocal(list, kPendingEventListKey);
+    QDXUserDefaults::saveToLocal(list, qdx::keys::kReportEventList);
     state.ResumeTiming();
     benchmark::DoNotOptimize(event.getEventListDictionary("new-session", dic, 999999));
   }

@@ -14,6 +14,7 @@
 #include "identity/QDXKeyChain.h"
 #include "platform/posix_env.h"
 #include "sdk/QDXUserDefaults.h"
+#include "sdk/store_keys.h"
 
 namespace qdx {
 namespace {
@@ -117,14 +118,14 @@ BENCHMARK(BM_SaveToLocalThreads)->Threads(4)->UseRealTime();
 
 void BM_KeychainSave(benchmark::State& state) {
   ScratchEnv scratch;
-  for (auto _ : state) QDXKeyChain::saveUniqueStrWithName("QDX_Dev_ID", "D0123456789ABCDEF");
+  for (auto _ : state) QDXKeyChain::saveUniqueStrWithName(qdx::keys::kDeviceId, "D0123456789ABCDEF");
 }
 BENCHMARK(BM_KeychainSave);
 
 void BM_KeychainRead(benchmark::State& state) {
   ScratchEnv scratch;
-  QDXKeyChain::saveUniqueStrWithName("QDX_Dev_ID", "D0123456789ABCDEF");
-  for (auto _ : state) benchmark::DoNotOptimize(QDXKeyChain::getUniqueStrWithName("QDX_Dev_ID"));
+  QDXKeyChain::saveUniqueStrWithName(qdx::keys::kDeviceId, "D0123456789ABCDEF");
+  for (auto _ : state) benchmark::DoNotOptimize(QDXKeyChain::getUniqueStrWithName(qdx::keys::kDeviceId));
 }
 BENCHMARK(BM_KeychainRead);
 

@@ -3,6 +3,7 @@
 #include "common/json_access.h"
 #include "platform/env.h"
 #include "sdk/QDXUserDefaults.h"
+#include "sdk/store_keys.h"
 
 namespace qdx {
 
@@ -22,9 +23,9 @@ std::string storedText(const std::string& key) {
 const char* const QDXAppInfo::kSdkVersion = "1.0.2";
 
 QDXAppInfo::QDXAppInfo()
-    : channel(storedText("QDX_CHANNEL")),
+    : channel(storedText(keys::kChannel)),
       pkg_name(bundleIdentifier()),
-      appid(storedText("QDX_APP_ID")),
+      appid(storedText(keys::kAppId)),
       sdk_ver(kSdkVersion),
       app_ver(bundleShortVersion()) {}
 

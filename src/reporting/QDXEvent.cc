@@ -5,6 +5,7 @@
 #include "platform/env.h"
 #include "sdk/QDXUserDefaults.h"
 #include "transport/QDXDictionaryAndJSON.h"
+#include "sdk/store_keys.h"
 
 namespace qdx {
 
@@ -16,16 +17,16 @@ Json optionalString(const std::optional<std::string>& value) {
 
 std::int64_t nowWholeSeconds() { return wholeSeconds(Env::Default()->now()); }
 
-Json hostAppId() { return QDXUserDefaults::getObjectFromLocal("QDX_APP_ID"); }
+Json hostAppId() { return QDXUserDefaults::getObjectFromLocal(keys::kAppId); }
 
 // The stored pending list; anything but an array reads as empty.
 Json readPendingList() {
-  Json stored = QDXUserDefaults::getObjectFromLocal(kPendingEventListKey);
+  Json stored = QDXUserDefaults::getObjectFromLocal(keys::kReportEventList);
   return stored.is_array() ? stored : Json::array();
 }
 
 void savePendingList(const Json& list) {
-  QDXUserDefaults::saveToLocal(list, kPendingEventListKey);
+  QDXUserDefaults::saveToLocal(list, keys::kReportEventList);
 }
 
 std::string textOf(const Json& value) {
@@ -109,7 +110,7 @@ Json QDXEvent::getUseTimeDictinary() const {
   dic["event_id"] = event_id;
   dic["type"] = 2;
   dic["from_appid"] = hostAppId();
-  dic["s_time"] = QDXUserDefaults::getObjectFromLocal("QDX_S_TIME");
+  dic["s_time"] = QDXUserDefaults::getObjectFromLocal(keys::kUseTimeStart);
   dic["e_time"] = nowWholeSeconds();
   return dic;
 }

@@ -18,7 +18,6 @@
 namespace qdx {
 
 // Local-store key of the pending list.
-inline constexpr const char kPendingEventListKey[] = "QDX_REPORT_EVENT_LIST";
 
 class QDXEvent {
  public:

@@ -16,12 +16,11 @@
 #include "transport/QDXApiBase.h"
 #include "transport/QDXDictionaryAndJSON.h"
 #include "transport/QDXHttpClient.h"
+#include "sdk/store_keys.h"
 
 namespace qdx {
 
 namespace {
-
-std::string endpoint(const char* path) { return std::string(kQDXApiBase) + path; }
 
 Json parsedAnswer(const std::optional<std::string>& data) {
   return QDXDictionaryAndJSON::objectFromJsonData(data);
@@ -89,12 +88,6 @@ std::int32_t QDXHttpRequestProxy::nextEventId(std::int32_t firstValue) {
   return firstValue;
 }
 
-std::string QDXHttpRequestProxy::sessionLinkKey(const std::optional<std::string>& app_id,
-                                                const std::optional<std::string>& adid,
-                                                std::int64_t adType) {
-  return app_id.value_or("(null)") + adid.value_or("(null)") + std::to_string(adType);
-}
-
 std::string QDXHttpRequestProxy::crashLogDirectory() {
   return Env::Default()->homeDirectory() + "/Documents/qdx_sdk_error";
 }
@@ -113,7 +106,7 @@ void QDXHttpRequestProxy::reportRequestEventWithUbit(const std::optional<std::st
     event.event_id = eventId;
 
     const std::string sessionId = nowMillis();
-    const std::string sessionKey = sessionLinkKey(app_id, adid, adType);
+    const std::string sessionKey = keys::sessionLinkKey(app_id, adid, adType);
     {
       std::lock_guard<std::mutex> lock(mutex_);
       session_id_ = sessionId;
@@ -126,7 +119,7 @@ void QDXHttpRequestProxy::reportRequestEventWithUbit(const std::optional<std::st
     const Json dic = event.getEventDictinary();
     const Json group = event.getEventListDictionary(sessionId, dic, eventId);
 
-    if (std::optional<Json> answer = postAndAcknowledge(endpoint("/qdx/report_event"), group)) {
+    if (std::optional<Json> answer = postAndAcknowledge(endpointURL(endpoints::kReportEvent), group)) {
       debugLog("请求事件" + json::describe(*answer));
       event.deleteEventOfSuccessReport(sessionId, dic, eventId);
     }
@@ -148,7 +141,7 @@ void QDXHttpRequestProxy::reportLinkedEvent(std::int32_t subType, std::int32_t f
   event.event_id = eventId;
 
   const std::optional<std::string> linked =
-      json::asString(QDXUserDefaults::getObjectFromLocal(sessionLinkKey(app_id, adid, adType)));
+      json::asString(QDXUserDefaults::getObjectFromLocal(keys::sessionLinkKey(app_id, adid, adType)));
   setSession_id(linked);
   const Json sessionId = toJson(linked);
 
@@ -156,7 +149,7 @@ void QDXHttpRequestProxy::reportLinkedEvent(std::int32_t subType, std::int32_t f
   event.sub_type = subType;
   const Json dic = event.getEventDictinary();
   const Json group = event.getEventListDictionary(sessionId, dic, eventId);
-  const std::string url = endpoint("/qdx/report_event");
+  const std::string url = endpointURL(endpoints::kReportEvent);
   const char* successText = subType == 1 ? "展示成功" : "点击成功";
 
   if (synchronous) {
@@ -206,29 +199,29 @@ void QDXHttpRequestProxy::reportUseTime() {
       sessionId = json::asString(QDXUserDefaults::getObjectFromLocal(*key));
     } else {
       const std::string runStampKey =
-          json::describe(QDXUserDefaults::getObjectFromLocal("QDX_APP_ID")) + "0000";
+          keys::runStampKey(json::describe(QDXUserDefaults::getObjectFromLocal(keys::kAppId)));
       sessionId = json::asString(QDXUserDefaults::getObjectFromLocal(runStampKey));
       debugLog("self.session_id 无效，没有请求事件");
     }
     setSession_id(sessionId);
     const Json sessionJson = toJson(sessionId);
-    const std::string url = endpoint("/qdx/report_event");
+    const std::string url = endpointURL(endpoints::kReportEvent);
 
-    const Json stored = QDXUserDefaults::getObjectFromLocal(kUseTimeEventListKey);
+    const Json stored = QDXUserDefaults::getObjectFromLocal(keys::kUseTimeEventList);
     if (!stored.is_null()) {
       if (postAndAcknowledge(url, stored)) {
-        QDXUserDefaults::removeObjectFromLocal(kUseTimeEventListKey);
+        QDXUserDefaults::removeObjectFromLocal(keys::kUseTimeEventList);
       }
       return;
     }
 
     const Json dic = event.getUseTimeDictinary();
     const Json group = event.getEventListDictionary(sessionJson, dic, eventId);
-    QDXUserDefaults::saveToLocal(group, kUseTimeEventListKey);
+    QDXUserDefaults::saveToLocal(group, keys::kUseTimeEventList);
     if (std::optional<Json> answer = postAndAcknowledge(url, group)) {
       debugLog("用户时长" + json::describe(*answer));
       event.deleteEventOfSuccessReport(sessionJson, dic, eventId);
-      QDXUserDefaults::removeObjectFromLocal(kUseTimeEventListKey);
+      QDXUserDefaults::removeObjectFromLocal(keys::kUseTimeEventList);
     }
   });
 }
@@ -245,9 +238,9 @@ void QDXHttpRequestProxy::reportActiveEvent() {
     const Json dic = event.getEventDictinary();
     const Json group = event.getEventListDictionary(sessionId, dic, eventId);
 
-    if (std::optional<Json> answer = postAndAcknowledge(endpoint("/qdx/report_event"), group)) {
+    if (std::optional<Json> answer = postAndAcknowledge(endpointURL(endpoints::kReportEvent), group)) {
       debugLog("激活成功" + json::describe(*answer));
-      QDXKeyChain::saveUniqueStrWithName("QDX_REPORT_ACTIVE", true);
+      QDXKeyChain::saveUniqueStrWithName(keys::kReportActive, true);
     }
   });
 }
@@ -255,7 +248,7 @@ void QDXHttpRequestProxy::reportActiveEvent() {
 void QDXHttpRequestProxy::reportBaseInfo() {
   noThrow("base-information report", [&] {
     QDXHttpClient::shareHttpClient().asyPostWithURL(
-        endpoint("/qdx/report_base_info"), Json::object(),
+        endpointURL(endpoints::kReportBaseInfo), Json::object(),
         [](const std::string& data, const QDXURLResponse&,
            const std::optional<std::string>& error) {
           if (error) {
@@ -266,16 +259,16 @@ void QDXHttpRequestProxy::reportBaseInfo() {
           const Json answer = parsedAnswer(data);
           debugLog("基本信息上报" + json::describe(answer));
           if (json::integerMember(answer, "retcode") != 0) return;
-          QDXKeyChain::saveUniqueStrWithName("QDX_APP_VERSION", QDXAppInfo::bundleShortVersion());
+          QDXKeyChain::saveUniqueStrWithName(keys::kReportedAppVersion, QDXAppInfo::bundleShortVersion());
         });
   });
 }
 
 void QDXHttpRequestProxy::reportEvent() {
   noThrow("pending-event resend", [&] {
-    const Json list = QDXUserDefaults::getObjectFromLocal(kPendingEventListKey);
+    const Json list = QDXUserDefaults::getObjectFromLocal(keys::kReportEventList);
     if (!list.is_array()) return;
-    const std::string url = endpoint("/qdx/report_event");
+    const std::string url = endpointURL(endpoints::kReportEvent);
     for (const Json& stored : list) {
       std::optional<std::string> text = json::asString(stored);
       const Json group = text ? QDXDictionaryAndJSON::dictionaryFromJsonString(*text) : Json();
@@ -284,7 +277,7 @@ void QDXHttpRequestProxy::reportEvent() {
           [](const std::string& data, const QDXURLResponse&, const std::optional<std::string>&) {
             if (data.empty() || !answerAcknowledged(data)) return;
             // One acknowledgement clears every pending group, sent or not.
-            QDXUserDefaults::removeObjectFromLocal(kPendingEventListKey);
+            QDXUserDefaults::removeObjectFromLocal(keys::kReportEventList);
           });
     }
   });
@@ -294,7 +287,7 @@ void QDXHttpRequestProxy::reportCrashWithDictionary(const Json& record) {
   noThrow("crash report", [&] {
     std::optional<std::string> answer =
         QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(
-            endpoint("/qdx/error_log_report"), record);
+            endpointURL(endpoints::kErrorLogReport), record);
     if (!answer) {
       debugLog("异常信息 return nil");
       return;

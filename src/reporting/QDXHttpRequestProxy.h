@@ -19,8 +19,6 @@
 
 namespace qdx {
 
-// Local-store key of the use-time group awaiting acknowledgement.
-inline constexpr const char kUseTimeEventListKey[] = "QDX_USE_TIME_EVENT_LIST";
 
 class QDXHttpRequestProxy {
  public:
@@ -73,9 +71,6 @@ class QDXHttpRequestProxy {
   // click 3, use time 4, activation 0).
   std::int32_t nextEventId(std::int32_t firstValue);
 
-  // The session-link key "%@%@%ld" of (app_id, adid, adType).
-  static std::string sessionLinkKey(const std::optional<std::string>& app_id,
-                                    const std::optional<std::string>& adid, std::int64_t adType);
   // The crash log directory "<home>/Documents/qdx_sdk_error".
   static std::string crashLogDirectory();
 

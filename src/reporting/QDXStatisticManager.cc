@@ -16,6 +16,7 @@
 #include "transport/QDXDictionaryAndJSON.h"
 #include "transport/QDXEncryptAndDecrypt.h"
 #include "transport/QDXHttpClient.h"
+#include "sdk/store_keys.h"
 
 namespace qdx {
 
@@ -24,13 +25,13 @@ namespace {
 const char* utypeFlagFor(std::int64_t adType) {
   switch (adType) {
     case 1:
-      return "REPORT_UTYPE_SUCCESS_BANNER";
+      return keys::kUtypeSuccessBanner;
     case 4:
-      return "REPORT_UTYPE_SUCCESS_RECOMMEND";
+      return keys::kUtypeSuccessRecommend;
     case 7:
     case 8:
     case 9:
-      return "REPORT_UTYPE_SUCCESS_AdTypeCustomUBit";
+      return keys::kUtypeSuccessCustom;
     default:
       return nullptr;
   }
@@ -44,7 +45,7 @@ void QDXStatisticManager::registerDevice() {
 }
 
 void QDXStatisticManager::newThreadRegisterDevice() {
-  if (QDXUserDefaults::getObjectFromLocal("QDX_CHANNEL").is_null()) {
+  if (QDXUserDefaults::getObjectFromLocal(keys::kChannel).is_null()) {
     debugLog("渠道号为空，设备注册失败");
     return;
   }
@@ -53,7 +54,7 @@ void QDXStatisticManager::newThreadRegisterDevice() {
   body["devinfo"] = QDXDevInfo().getDeviceInfo();
 
   std::optional<std::string> answer = QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(
-      std::string(kQDXApiBase) + "/qdx/reg_dev", body);
+      endpointURL(endpoints::kRegisterDevice), body);
   if (!answer) {
     debugLog("注册设备返回为空");
     return;
@@ -67,9 +68,9 @@ void QDXStatisticManager::newThreadRegisterDevice() {
   const Json& devid = json::member(decrypted, "devid");
   if (devid.is_null()) return;
 
-  QDXKeyChain::saveUniqueStrWithName("QDX_Dev_ID", devid);
+  QDXKeyChain::saveUniqueStrWithName(keys::kDeviceId, devid);
 
-  const Json reported = QDXKeyChain::getUniqueStrWithName("QDX_APP_VERSION");
+  const Json reported = QDXKeyChain::getUniqueStrWithName(keys::kReportedAppVersion);
   // A keychain without the item always differs.
   if (json::asString(reported) != QDXAppInfo::bundleShortVersion()) {
     QDXHttpRequestProxy::shareInstance().reportBaseInfo();
@@ -82,7 +83,7 @@ void QDXStatisticManager::reportUType_active(std::int64_t adType) {
     Json body = Json::object();
     body["utype"] = adType;
     QDXHttpClient::shareHttpClient().asyPostWithURL(
-        std::string(kQDXApiBase) + "/qdx/report_u_type", body,
+        endpointURL(endpoints::kReportUType), body,
         [adType](const std::string& data, const QDXURLResponse&,
                  const std::optional<std::string>&) {
           // Read the way a missing or unreadable value reads: as 0.
@@ -90,11 +91,11 @@ void QDXStatisticManager::reportUType_active(std::int64_t adType) {
               json::integerMember(QDXDictionaryAndJSON::objectFromJsonData(data), "retcode")
                   .value_or(0);
           if (retcode != 0) {
-            QDXUserDefaults::saveToLocal(adType, kPendingUTypeKey);
+            QDXUserDefaults::saveToLocal(adType, keys::kUbitAdType);
             return;
           }
           if (const char* flag = utypeFlagFor(adType)) QDXUserDefaults::saveToLocal(true, flag);
-          QDXUserDefaults::removeObjectFromLocal(kPendingUTypeKey);
+          QDXUserDefaults::removeObjectFromLocal(keys::kUbitAdType);
         });
   });
 }

@@ -6,8 +6,6 @@
 
 namespace qdx {
 
-// Local-store key of the ad type whose utype report was last refused.
-inline constexpr const char kPendingUTypeKey[] = "QDX_UBIT_ADTYPE";
 
 class QDXStatisticManager {
  public:

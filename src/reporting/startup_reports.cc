@@ -17,6 +17,7 @@
 #include "transport/QDXDictionaryAndJSON.h"
 #include "transport/QDXHttpClient.h"
 #include "transport/QDXImageCache.h"
+#include "sdk/store_keys.h"
 
 namespace qdx {
 
@@ -36,32 +37,32 @@ std::vector<std::string> listEntries(const std::string& directory) {
 void runOnlineStartup(const std::string& bundleVersion) {
   QDXHttpRequestProxy& reporter = QDXHttpRequestProxy::shareInstance();
 
-  const Json deviceId = QDXKeyChain::getUniqueStrWithName("QDX_Dev_ID");
+  const Json deviceId = QDXKeyChain::getUniqueStrWithName(keys::kDeviceId);
   if (deviceId.is_null()) QDXStatisticManager::registerDevice();
 
-  if (!QDXUserDefaults::getObjectFromLocal(kUseTimeEventListKey).is_null()) {
+  if (!QDXUserDefaults::getObjectFromLocal(keys::kUseTimeEventList).is_null()) {
     reporter.reportUseTime();
   }
 
   const std::int64_t pendingUType =
-      json::asInteger(QDXUserDefaults::getObjectFromLocal(kPendingUTypeKey)).value_or(0);
+      json::asInteger(QDXUserDefaults::getObjectFromLocal(keys::kUbitAdType)).value_or(0);
   if (pendingUType != 0) QDXStatisticManager::reportUType_active(pendingUType);
 
   uploadCrashLogs();
 
-  if (json::count(QDXUserDefaults::getObjectFromLocal(kPendingEventListKey)) != 0) {
+  if (json::count(QDXUserDefaults::getObjectFromLocal(keys::kReportEventList)) != 0) {
     reporter.reportEvent();
   }
 
   // A device registered in this same start is activated by registration.
-  if (!deviceId.is_null() && QDXKeyChain::getUniqueStrWithName("QDX_REPORT_ACTIVE").is_null()) {
+  if (!deviceId.is_null() && QDXKeyChain::getUniqueStrWithName(keys::kReportActive).is_null()) {
     reporter.reportActiveEvent();
   }
 
   runDetached("image warm-up", warmImageCache);
   runDetached("global configuration", fetchGlobalConfig);
 
-  const Json reportedVersion = QDXKeyChain::getUniqueStrWithName("QDX_APP_VERSION");
+  const Json reportedVersion = QDXKeyChain::getUniqueStrWithName(keys::kReportedAppVersion);
   if (json::asString(reportedVersion) != bundleVersion) {
     reporter.reportBaseInfo();
   }
@@ -69,7 +70,7 @@ void runOnlineStartup(const std::string& bundleVersion) {
 
 void uploadCrashLogs() {
   const std::string directory = QDXHttpRequestProxy::crashLogDirectory();
-  const std::string url = std::string(kQDXApiBase) + "/qdx/error_log_report";
+  const std::string url = endpointURL(endpoints::kErrorLogReport);
   for (const std::string& name : listEntries(directory)) {
     // The bare name, deliberately: see the contract in the header.
     const Json record = readPropertyListDictionary(name);
@@ -85,16 +86,15 @@ void uploadCrashLogs() {
 }
 
 void warmImageCache() {
-  const std::string assets = std::string(kQDXApiBase) + "/qdx";
-  for (const char* image : {"/images/close120.png", "/images/guess_u_like.png",
-                            "/recommend/images/close.png", "/images/btn_arrow_bg.png"}) {
-    QDXImageCache::shareInstance().getImageFromString(assets + image);
+  for (const char* image : {assets::kClose120, assets::kGuessULike, assets::kRecommendClose,
+                            assets::kButtonArrow}) {
+    QDXImageCache::shareInstance().getImageFromString(assetURL(image));
   }
 }
 
 void fetchGlobalConfig() {
   QDXHttpClient::shareHttpClient().asyPostWithURL(
-      std::string(kQDXApiBase) + "/qdx/get_configuration", Json(),
+      endpointURL(endpoints::kGetConfiguration), Json(),
       [](const std::string& data, const QDXURLResponse&, const std::optional<std::string>&) {
         if (data.empty()) {
           debugLog("获取全局配置data为空");
@@ -111,7 +111,7 @@ void fetchGlobalConfig() {
         // always: this step's only messages are the two above.
         const Json config =
             QDXDictionaryAndJSON::objectFromJsonData(json::stringMember(answer, "data"));
-        QDXUserDefaults::saveToLocal(config, "QDX_Global_Config");
+        QDXUserDefaults::saveToLocal(config, keys::kGlobalConfig);
       });
 }
 

@@ -18,6 +18,7 @@
 #include "reporting/startup_reports.h"
 #include "sdk/QDXLog.h"
 #include "sdk/QDXUserDefaults.h"
+#include "sdk/store_keys.h"
 
 namespace qdx {
 
@@ -65,44 +66,44 @@ std::shared_ptr<QDXAD> QDXAD::initWithChannel(const std::string& channel, std::i
 }
 
 void QDXAD::storeAppId(std::int64_t app_id) {
-  const Json stored = QDXUserDefaults::getObjectFromLocal("QDX_APP_ID");
+  const Json stored = QDXUserDefaults::getObjectFromLocal(keys::kAppId);
   // A stored value that reads as the same integer ("123", 123.0) is left
   // as it is, kind and all.
   if (stored.is_null() || json::asInteger(stored) != app_id) {
-    QDXUserDefaults::saveToLocal(Json(app_id), "QDX_APP_ID");
+    QDXUserDefaults::saveToLocal(Json(app_id), keys::kAppId);
   }
 }
 
 void QDXAD::storeAppKey(const std::string& app_key) {
-  const Json stored = QDXUserDefaults::getObjectFromLocal("QDX_APP_KEY");
+  const Json stored = QDXUserDefaults::getObjectFromLocal(keys::kAppKey);
   if (json::asString(stored) != app_key) {
-    QDXUserDefaults::saveToLocal(Json(app_key), "QDX_APP_KEY");
+    QDXUserDefaults::saveToLocal(Json(app_key), keys::kAppKey);
   }
 }
 
 void QDXAD::storeChannel(const std::string& channel) {
   if (channel.empty()) {
     // Written every time, whatever was stored before.
-    QDXUserDefaults::saveToLocal(Json("AppStore"), "QDX_CHANNEL");
+    QDXUserDefaults::saveToLocal(Json("AppStore"), keys::kChannel);
     return;
   }
-  const Json stored = QDXUserDefaults::getObjectFromLocal("QDX_CHANNEL");
+  const Json stored = QDXUserDefaults::getObjectFromLocal(keys::kChannel);
   if (json::asString(stored) != channel) {
-    QDXUserDefaults::saveToLocal(Json(channel), "QDX_CHANNEL");
+    QDXUserDefaults::saveToLocal(Json(channel), keys::kChannel);
   }
 }
 
 void QDXAD::storeAppVersion() {
   // A bundle without a version counts as version "".
   const std::string version = QDXAppInfo::bundleShortVersion();
-  const Json stored = QDXUserDefaults::getObjectFromLocal("QDX_APP_VERSION");
+  const Json stored = QDXUserDefaults::getObjectFromLocal(keys::kAppVersion);
   if (json::asString(stored) != version) {
-    QDXUserDefaults::saveToLocal(Json(version), "QDX_APP_VERSION");
+    QDXUserDefaults::saveToLocal(Json(version), keys::kAppVersion);
   }
 }
 
 void QDXAD::startUseTimePeriod() {
-  QDXUserDefaults::saveToLocal(Json(wholeSeconds(now())), "QDX_S_TIME");
+  QDXUserDefaults::saveToLocal(Json(wholeSeconds(now())), keys::kUseTimeStart);
 }
 
 void QDXAD::startTimer() {
@@ -118,8 +119,8 @@ void QDXAD::startTimer() {
 void QDXAD::storeRunStamp() {
   // Keyed by the id now in the store, which step one may have left as a
   // different kind (e.g. the string "123").
-  const Json appId = QDXUserDefaults::getObjectFromLocal("QDX_APP_ID");
-  QDXUserDefaults::saveToLocal(Json(millisString(now())), json::describe(appId) + "0000");
+  const Json appId = QDXUserDefaults::getObjectFromLocal(keys::kAppId);
+  QDXUserDefaults::saveToLocal(Json(millisString(now())), keys::runStampKey(json::describe(appId)));
 }
 
 bool QDXAD::networkAvailable() {
@@ -131,11 +132,11 @@ bool QDXAD::networkAvailable() {
 void QDXAD::currentTimer() {
   guarded("timer tick", [] {
     const auto background =
-        json::asInteger(QDXUserDefaults::getObjectFromLocal("QDXBACKGROUND"));
+        json::asInteger(QDXUserDefaults::getObjectFromLocal(keys::kBackground));
     if (!background || *background == 0) return;
     if (Env::Default()->applicationState() != 0) return;
-    QDXUserDefaults::removeObjectFromLocal("QDXBACKGROUND");
-    QDXUserDefaults::saveToLocal(Json(wholeSeconds(now())), "QDX_S_TIME");
+    QDXUserDefaults::removeObjectFromLocal(keys::kBackground);
+    QDXUserDefaults::saveToLocal(Json(wholeSeconds(now())), keys::kUseTimeStart);
   });
 }
 
@@ -180,7 +181,7 @@ void QDXAD::sdkTerminate() {
     // The use-time report of the ending period goes out first; it is
     // synchronous, so the caller waits for it (up to the time-out).
     QDXHttpRequestProxy::shareInstance().reportUseTime();
-    QDXUserDefaults::saveToLocal(Json(true), "QDXBACKGROUND");
+    QDXUserDefaults::saveToLocal(Json(true), keys::kBackground);
   });
 }
 

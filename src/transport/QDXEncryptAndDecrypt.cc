@@ -7,6 +7,7 @@
 #include "sdk/QDXUserDefaults.h"
 #include "transport/envelope_verifier.h"
 #include "transport/qdx_cipher.h"
+#include "sdk/store_keys.h"
 
 namespace qdx {
 
@@ -14,7 +15,7 @@ namespace {
 
 // The stored app key, when it is a string.
 std::optional<std::string> storedAppKey() {
-  return json::asString(QDXUserDefaults::getObjectFromLocal("QDX_APP_KEY"));
+  return json::asString(QDXUserDefaults::getObjectFromLocal(keys::kAppKey));
 }
 
 // Writes the first half of the hex text and a line feed to standard output,

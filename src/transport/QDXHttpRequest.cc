@@ -5,6 +5,7 @@
 #include "identity/QDXKeyChain.h"
 #include "platform/env.h"
 #include "sdk/QDXUserDefaults.h"
+#include "sdk/store_keys.h"
 
 namespace qdx {
 
@@ -22,9 +23,9 @@ std::optional<std::string> envelopeText(const Json& value) {
 }  // namespace
 
 QDXHttpRequest::QDXHttpRequest()
-    : channel(envelopeText(QDXUserDefaults::getObjectFromLocal("QDX_CHANNEL"))),
-      devid(envelopeText(QDXKeyChain::getUniqueStrWithName("QDX_Dev_ID")).value_or("")),
-      appid(envelopeText(QDXUserDefaults::getObjectFromLocal("QDX_APP_ID"))),
+    : channel(envelopeText(QDXUserDefaults::getObjectFromLocal(keys::kChannel))),
+      devid(envelopeText(QDXKeyChain::getUniqueStrWithName(keys::kDeviceId)).value_or("")),
+      appid(envelopeText(QDXUserDefaults::getObjectFromLocal(keys::kAppId))),
       sdk_ver("1.0.2"),
       app_ver(Env::Default()->bundleInfo("CFBundleShortVersionString")),
       os_type("2"),

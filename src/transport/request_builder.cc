@@ -7,6 +7,7 @@
 #include "transport/QDXEncryptAndDecrypt.h"
 #include "transport/QDXEncryptUtil.h"
 #include "transport/QDXHttpRequest.h"
+#include "sdk/store_keys.h"
 
 namespace qdx {
 
@@ -30,7 +31,7 @@ std::optional<std::string> buildSignedRequestBody(const std::string& url, const 
     return std::nullopt;
   }
   std::optional<std::string> appKey =
-      json::asString(QDXUserDefaults::getObjectFromLocal("QDX_APP_KEY"));
+      json::asString(QDXUserDefaults::getObjectFromLocal(keys::kAppKey));
   if (!appKey) {
     debugLog("QDXHttpClient: no envelope for " + url + ": no app key stored under QDX_APP_KEY");
     return std::nullopt;

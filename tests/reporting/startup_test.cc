@@ -117,14 +117,14 @@ TEST_F(StartupTest, LeftoversOfAnEarlierRunAreSentAtTheNextStart) {
   // a refused utype report.
   knownDevice();
   const Json keptUseTime = {{"id", "R"}, {"event_list", Json::array({Json{{"type", 2}}})}};
-  QDXUserDefaults::saveToLocal(keptUseTime, kUseTimeEventListKey);
+  QDXUserDefaults::saveToLocal(keptUseTime, "QDX_USE_TIME_EVENT_LIST");
   QDXUserDefaults::saveToLocal(Json::array({R"({"id":"S","event_list":[{"event_id":1}]})"}),
                                "QDX_REPORT_EVENT_LIST");
   QDXUserDefaults::saveToLocal(4, "QDX_UBIT_ADTYPE");
 
   auto facade = start();
   // The use-time group is re-sent synchronously during the start.
-  EXPECT_TRUE(stored(kUseTimeEventListKey).is_null());
+  EXPECT_TRUE(stored("QDX_USE_TIME_EVENT_LIST").is_null());
   EXPECT_EQ(bodiesFor("report_event").at(0), keptUseTime);
   ASSERT_TRUE(serveMainUntil([] {
     return stored("QDX_REPORT_EVENT_LIST").is_null() &&
