@@ -16,6 +16,7 @@
 #include <sstream>
 #include <system_error>
 
+#include "common/hex.h"
 #include "platform/sqlite_key_value_store.h"
 #include "platform/sqlite_secure_store.h"
 
@@ -77,12 +78,10 @@ std::string randomUppercaseUuid() {
   for (auto& byte : bytes) byte = static_cast<unsigned char>(generator());
   bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0f) | 0x40);  // version 4
   bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3f) | 0x80);  // RFC 4122 variant
-  static const char* kHex = "0123456789ABCDEF";
   std::string uuid;
   for (int i = 0; i < 16; ++i) {
     if (i == 4 || i == 6 || i == 8 || i == 10) uuid.push_back('-');
-    uuid.push_back(kHex[bytes[i] >> 4]);
-    uuid.push_back(kHex[bytes[i] & 0x0f]);
+    hex::appendByte(uuid, bytes[i]);
   }
   return uuid;
 }

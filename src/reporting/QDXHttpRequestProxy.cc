@@ -9,7 +9,7 @@
 #include "identity/QDXKeyChain.h"
 #include "platform/env.h"
 #include "reporting/QDXEvent.h"
-#include "reporting/no_throw.h"
+#include "common/no_throw.h"
 #include "reporting/property_list_file.h"
 #include "sdk/QDXLog.h"
 #include "sdk/QDXUserDefaults.h"

@@ -9,7 +9,7 @@
 #include "platform/env.h"
 #include "reporting/QDXHttpRequestProxy.h"
 #include "reporting/background_work.h"
-#include "reporting/no_throw.h"
+#include "common/no_throw.h"
 #include "sdk/QDXLog.h"
 #include "sdk/QDXUserDefaults.h"
 #include "transport/QDXApiBase.h"

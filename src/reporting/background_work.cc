@@ -5,6 +5,7 @@
 #include <string>
 #include <thread>
 
+#include "common/no_throw.h"
 #include "sdk/QDXLog.h"
 
 namespace qdx {
@@ -17,13 +18,7 @@ void runDetached(const char* what, std::function<void()> work) {
   inFlight.fetch_add(1);
   try {
     std::thread([what, work = std::move(work)] {
-      try {
-        work();
-      } catch (const std::exception& e) {
-        debugLog(std::string(what) + " stopped: " + e.what());
-      } catch (...) {
-        debugLog(std::string(what) + " stopped by an unknown error");
-      }
+      noThrow(what, work);
       inFlight.fetch_sub(1);
     }).detach();
   } catch (const std::exception& e) {

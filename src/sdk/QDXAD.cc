@@ -6,6 +6,7 @@
 
 #include "ads/QDXADManager.h"
 #include "common/json_access.h"
+#include "common/no_throw.h"
 #include "common/time_format.h"
 #include "identity/QDXAppInfo.h"
 #include "identity/QDXDevInfo.h"
@@ -26,19 +27,6 @@ namespace {
 
 constexpr double kTimerIntervalSeconds = 0.5;
 
-// Runs a step that must not throw to the host; a failure is logged with
-// what it was doing and the step is abandoned.
-template <typename Step>
-void guarded(const char* what, Step&& step) {
-  try {
-    step();
-  } catch (const std::exception& e) {
-    debugLog(std::string("QDXAD: ") + what + " failed: " + e.what());
-  } catch (...) {
-    debugLog(std::string("QDXAD: ") + what + " failed");
-  }
-}
-
 double now() { return Env::Default()->now(); }
 
 }  // namespace
@@ -49,7 +37,7 @@ QDXAD::~QDXAD() = default;
 std::shared_ptr<QDXAD> QDXAD::initWithChannel(const std::string& channel, std::int64_t app_id,
                                               const std::string& app_key) {
   std::shared_ptr<QDXAD> facade(new QDXAD());
-  guarded("start-up", [&] {
+  noThrow("QDXAD start-up", [&] {
     // Crash capture first, before anything is stored.
     QDXExceptionHandler::setHandler();
     facade->storeAppId(app_id);
@@ -130,7 +118,7 @@ bool QDXAD::networkAvailable() {
 }
 
 void QDXAD::currentTimer() {
-  guarded("timer tick", [] {
+  noThrow("QDXAD timer tick", [] {
     const auto background =
         json::asInteger(QDXUserDefaults::getObjectFromLocal(keys::kBackground));
     if (!background || *background == 0) return;
@@ -141,7 +129,7 @@ void QDXAD::currentTimer() {
 }
 
 void QDXAD::requestADWithADRequest(std::shared_ptr<QDXADRequest> request) {
-  guarded("ad request", [&] {
+  noThrow("QDXAD ad request", [&] {
     const ScreenMetrics screen = Env::Default()->mainScreen();
     if (!(screen.height > screen.width)) {
       debugLog("广告位不支持横屏展示！");
@@ -163,11 +151,11 @@ void QDXAD::startShowFlow(const std::shared_ptr<QDXADRequest>& request) {
 }
 
 void QDXAD::getImageToLocal() {
-  guarded("image warm-up", [] { warmImageCache(); });
+  noThrow("QDXAD image warm-up", [] { warmImageCache(); });
 }
 
 void QDXAD::getGlobalConfig() {
-  guarded("global configuration", [] { fetchGlobalConfig(); });
+  noThrow("QDXAD global configuration", [] { fetchGlobalConfig(); });
 }
 
 void QDXAD::setADDelegate(std::shared_ptr<QDXADDelegate> delegate) {
@@ -177,7 +165,7 @@ void QDXAD::setADDelegate(std::shared_ptr<QDXADDelegate> delegate) {
 void QDXAD::setDebug(bool debug) { QDXLog::setDebug(debug); }
 
 void QDXAD::sdkTerminate() {
-  guarded("terminate", [] {
+  noThrow("QDXAD terminate", [] {
     // The use-time report of the ending period goes out first; it is
     // synchronous, so the caller waits for it (up to the time-out).
     QDXHttpRequestProxy::shareInstance().reportUseTime();

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <vector>
 
+#include "common/hex.h"
 #include "common/json_access.h"
 
 namespace qdx {
@@ -72,7 +73,6 @@ std::string upperCaseAscii(std::string text) {
 }  // namespace
 
 std::string QDXEncryptUtil::encodeToPercentEscapeString(const std::string& text) {
-  static const char kHex[] = "0123456789ABCDEF";
   std::string escaped;
   escaped.reserve(text.size() * 3);
   for (char c : text) {
@@ -81,8 +81,7 @@ std::string QDXEncryptUtil::encodeToPercentEscapeString(const std::string& text)
       escaped.push_back(c);
     } else {
       escaped.push_back('%');
-      escaped.push_back(kHex[byte >> 4]);
-      escaped.push_back(kHex[byte & 0x0F]);
+      hex::appendByte(escaped, byte);
     }
   }
   return escaped;

@@ -4,6 +4,8 @@
 
 #include <cstring>
 
+#include "common/hex.h"
+
 namespace qdx {
 
 std::string QDXmd5::md5(const std::string& text) {
@@ -15,13 +17,7 @@ std::string QDXmd5::md5(const std::string& text) {
       digestLength != 16) {
     return "";
   }
-  static const char kHex[] = "0123456789ABCDEF";
-  std::string hex(32, '0');
-  for (int i = 0; i < 16; ++i) {
-    hex[2 * i] = kHex[digest[i] >> 4];
-    hex[2 * i + 1] = kHex[digest[i] & 0x0F];
-  }
-  return hex;
+  return hex::encode(digest, 16);
 }
 
 }  // namespace qdx

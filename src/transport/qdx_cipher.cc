@@ -6,6 +6,8 @@
 #include <cstring>
 #include <vector>
 
+#include "common/utf8.h"
+
 namespace qdx::cipher {
 
 std::uint8_t keyArr[18];
@@ -56,59 +58,6 @@ std::uint8_t randomByte() { return static_cast<std::uint8_t>(std::rand() & 0xFF)
 void pushPlainByte(std::uint8_t byte, std::uint8_t* output) {
   plain[pos++] = byte;
   if (pos == 8) encryptNo8Bytes(output);
-}
-
-constexpr char32_t kReplacement = 0xFFFD;
-
-// Decodes one UTF-8 sequence at text[i, size); advances i. A bad sequence
-// gives U+FFFD, consumes one byte and clears *valid.
-char32_t nextCodePoint(const char* text, std::size_t size, std::size_t& i, bool* valid) {
-  const auto byte = [&](std::size_t k) { return static_cast<unsigned char>(text[k]); };
-  const auto bad = [&]() {
-    ++i;
-    *valid = false;
-    return kReplacement;
-  };
-  unsigned char lead = byte(i);
-  if (lead < 0x80) {
-    ++i;
-    return lead;
-  }
-  int extra = 0;
-  char32_t cp = 0;
-  char32_t minimum = 0;
-  if ((lead & 0xE0) == 0xC0) {
-    extra = 1, cp = lead & 0x1F, minimum = 0x80;
-  } else if ((lead & 0xF0) == 0xE0) {
-    extra = 2, cp = lead & 0x0F, minimum = 0x800;
-  } else if ((lead & 0xF8) == 0xF0) {
-    extra = 3, cp = lead & 0x07, minimum = 0x10000;
-  } else {
-    return bad();
-  }
-  if (i + extra >= size) return bad();
-  for (int k = 1; k <= extra; ++k) {
-    unsigned char next = byte(i + k);
-    if ((next & 0xC0) != 0x80) return bad();
-    cp = (cp << 6) | (next & 0x3F);
-  }
-  if (cp < minimum || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return bad();
-  i += extra + 1;
-  return cp;
-}
-
-bool isValidUtf8(const char* bytes, std::size_t length) {
-  bool valid = true;
-  std::size_t i = 0;
-  while (i < length && valid) {
-    // Runs of ASCII, the usual JSON text, eight bytes at a time.
-    std::uint64_t chunk;
-    while (i + 8 <= length && (std::memcpy(&chunk, bytes + i, 8), (chunk & 0x8080808080808080ull) == 0)) {
-      i += 8;
-    }
-    if (i < length) nextCodePoint(bytes, length, i, &valid);
-  }
-  return valid;
 }
 
 }  // namespace
@@ -293,7 +242,7 @@ std::string keyUnits(const std::string& key) {
   std::size_t i = 0;
   bool valid = true;
   while (i < key.size()) {
-    char32_t cp = nextCodePoint(key.data(), key.size(), i, &valid);
+    char32_t cp = utf8::nextCodePoint(key.data(), key.size(), i, &valid);
     if (cp > 0xFFFF) {
       char32_t v = cp - 0x10000;
       units.push_back(static_cast<char>((0xD800 + (v >> 10)) & 0xFF));
@@ -348,7 +297,7 @@ std::vector<std::uint8_t> hexDigitValues(const std::string& hex) {
   bool valid = true;
   std::size_t i = 0;
   while (i < hex.size()) {
-    const char32_t cp = nextCodePoint(hex.data(), hex.size(), i, &valid);
+    const char32_t cp = utf8::nextCodePoint(hex.data(), hex.size(), i, &valid);
     if (cp < 0x80) {
       values.push_back(kNibbles[cp]);
     } else {
@@ -382,7 +331,7 @@ std::string decipherHex(const std::string& hex, const std::string& keyUnits) {
   std::size_t length = ::strnlen(text, n);
   // The platform reads the buffer as a UTF-8 C string and gets nothing for
   // bytes that are not UTF-8 (a wrong key); callers then see "".
-  if (!isValidUtf8(text, length)) return "";
+  if (!utf8::isValid(text, length)) return "";
   return std::string(text, length);
 }
 

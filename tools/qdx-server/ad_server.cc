@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "common/hex.h"
 #include "common/json_access.h"
 #include "envelope_check.h"
 
@@ -42,13 +43,7 @@ std::string deviceIdFor(const std::string& imei) {
   unsigned char digest[EVP_MAX_MD_SIZE];
   unsigned int length = 0;
   EVP_Digest(imei.data(), imei.size(), digest, &length, EVP_sha1(), nullptr);
-  static const char kHex[] = "0123456789abcdef";
-  std::string id = "qdx";
-  for (unsigned int i = 0; i < 12 && i < length; ++i) {
-    id += kHex[digest[i] >> 4];
-    id += kHex[digest[i] & 15];
-  }
-  return id;
+  return "qdx" + hex::encode(digest, length < 12 ? length : 12, /*lowercase=*/true);
 }
 
 int retcodeForVerdict(const std::string& verdict) {

@@ -1,5 +1,5 @@
 #pragma once
-// Runs a piece of reporting work so that nothing thrown inside it reaches
+// Runs a piece of work so that nothing thrown inside it reaches
 // the caller: the host never sees an exception from the SDK. A failure is
 // logged (while debugging) with what was being done, and the work is
 // abandoned.
