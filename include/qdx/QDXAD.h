@@ -35,8 +35,12 @@ class QDXAD : public std::enable_shared_from_this<QDXAD> {
   // Accepts a banner (ad type 1) or recommend-wall (ad type 4) request on a
   // screen taller than wide; refuses a landscape or square screen (logged
   // while debugging); other ad types and a null request do nothing. Returns
-  // at once. Presenting the accepted request joins with the ad manager's
-  // banner and wall flows, which are not part of this version yet.
+  // at once: each accepted request runs on a new background thread, which
+  // fetches the ad list and shows the banner (in the request's container)
+  // or presents the recommend wall from the current top view controller.
+  // The host's main run loop must be served meanwhile: every view change
+  // is made there. The host hears onADLoaded / onNoAD and onADShowed on
+  // that background thread, and onADClicked / onADClosed on the main thread.
   static void requestADWithADRequest(std::shared_ptr<QDXADRequest> request);
 
   // Keeps delegate (weakly: the host owns it) for the SDK's callbacks.

@@ -1,6 +1,6 @@
 #pragma once
-// Detached threads started by the reporting side (registration, image
-// warm-up, the global configuration). Nothing thrown escapes them, and the
+// Detached threads started by the SDK (registration, image warm-up, the
+// global configuration, the banner and wall flows). Nothing thrown escapes them, and the
 // number still running can be read, so that a shutdown (or a test) can
 // wait until none of them touches the platform any more.
 #include <functional>

@@ -16,6 +16,7 @@
 #include "qdx/QDXADType.h"
 #include "reporting/QDXExceptionHandler.h"
 #include "reporting/QDXHttpRequestProxy.h"
+#include "reporting/background_work.h"
 #include "reporting/startup_reports.h"
 #include "sdk/QDXLog.h"
 #include "sdk/QDXUserDefaults.h"
@@ -144,10 +145,17 @@ void QDXAD::requestADWithADRequest(std::shared_ptr<QDXADRequest> request) {
 }
 
 void QDXAD::startShowFlow(const std::shared_ptr<QDXADRequest>& request) {
-  // SEAM for the ad manager's show flows: showBannerWithADRequest (type 1)
-  // and showRecommendWallWithADRequest (type 4), each on a new background
-  // thread. Until they exist an accepted request goes no further.
-  (void)request;
+  // Each request gets a new background thread: the flow blocks on the
+  // network and waits on the main queue for its view changes.
+  if (request->adType() == QDXADTypeBanner) {
+    runDetached("banner flow", [request] {
+      QDXADManager::defaultADManager().showBannerWithADRequest(request);
+    });
+  } else {
+    runDetached("recommend-wall flow", [request] {
+      QDXADManager::defaultADManager().showRecommendWallWithADRequest(request);
+    });
+  }
 }
 
 void QDXAD::getImageToLocal() {

@@ -77,6 +77,7 @@ std::string faultName(const std::optional<Fault>& fault) {
     case FaultKind::kPlaintextData: return "plaintext-data";
     case FaultKind::kNoData: return "no-data";
     case FaultKind::kTextData: return "text-data";
+    case FaultKind::kPayload: return "payload";
     case FaultKind::kMoved: return "moved";
   }
   return "";
@@ -250,6 +251,9 @@ void AdServer::handlePost(const httplib::Request& req, httplib::Response& res) {
                               !(fault && fault->kind == FaultKind::kPlaintextData));
       if (fault && fault->kind == FaultKind::kNoData) answer.erase("data");
       if (fault && fault->kind == FaultKind::kTextData) answer["data"] = "this is not JSON text";
+      if (fault && fault->kind == FaultKind::kPayload) {
+        answer["data"] = encipherAnswer(fault->text, options_.apps.at(appid));
+      }
       setJson(res, answer);
     }
   }

@@ -29,6 +29,7 @@ std::string kindName(const Fault& fault) {
     case FaultKind::kPlaintextData: return "plaintext-data";
     case FaultKind::kNoData: return "no-data";
     case FaultKind::kTextData: return "text-data";
+    case FaultKind::kPayload: return "payload:" + fault.text;
     case FaultKind::kMoved: return "moved";
   }
   return "?";
@@ -78,6 +79,11 @@ std::optional<FaultRule> parseFaultRule(const std::string& rule, std::string& er
   if (kind == "plaintext-data") return noArg(FaultKind::kPlaintextData);
   if (kind == "no-data") return noArg(FaultKind::kNoData);
   if (kind == "text-data") return noArg(FaultKind::kTextData);
+  if (kind == "payload") {
+    // Everything after "payload:" is the text, colons and all.
+    result.fault = Fault{FaultKind::kPayload, 0, arg};
+    return result;
+  }
   if (kind == "moved") return noArg(FaultKind::kMoved);
   if (kind == "none" && arg.empty()) return result;
   error = "unknown fault kind " + kind;

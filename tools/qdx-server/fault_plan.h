@@ -19,12 +19,14 @@ enum class FaultKind {
   kPlaintextData,  // answer normally but with "data" not enciphered
   kNoData,         // answer {"retcode":0} without "data"
   kTextData,       // answer {"retcode":0} whose "data" is text that is not JSON
+  kPayload,        // answer normally with text (the rest of the rule) enciphered as "data"
   kMoved,          // images only: redirect (302) to the same path + "?moved"
 };
 
 struct Fault {
   FaultKind kind = FaultKind::kGarbage;
   double arg = 0;  // retcode, HTTP status or seconds
+  std::string text;  // payload: the text served as the deciphered "data"
 };
 
 // Parses "ENDPOINT:KIND[:ARG]". The endpoint is a POST endpoint name

@@ -28,7 +28,7 @@ std::string serverUsage() {
          "  --catalog N     apps in every ad list (default 5)\n"
          "  --fault RULE    ENDPOINT is an endpoint name, an asset path or *;\n"
          "                  KIND is retcode:N, garbage, http:STATUS, delay:SECONDS,\n"
-         "                  drop, plaintext-data, no-data, text-data, moved or none (repeatable);\n"
+         "                  drop, plaintext-data, no-data, text-data, payload:TEXT, moved or none (repeatable);\n"
          "                  image paths (e.g. images/close120.png) take garbage,\n"
          "                  http, delay, drop and moved (a redirect to the image)\n"
          "  --cert, --key   TLS certificate and key for api.qdx.example\n"

@@ -1,0 +1,295 @@
+// The ad manager against the reference server: the request step, the
+// banner and wall flows through the facade, taps and closes, and what bad
+// answers leave behind.
+#include "ads/QDXADManager.h"
+
+#include <atomic>
+#include <cmath>
+#include <thread>
+
+#include "ad_flow_fixture.h"
+#include "kit/input_simulator.h"
+#include "kit/renderer.h"
+#include "qdx/kit/AlertController.h"
+#include "qdx/kit/Button.h"
+#include "qdx/kit/ImageView.h"
+#include "ui/QDXBannerView.h"
+#include "ui/QDXRecommendWallVC.h"
+
+namespace qdx::testing {
+namespace {
+
+QDXADManager& manager() { return QDXADManager::defaultADManager(); }
+
+const std::string kBannerSize = "375 x 57.2916679";  // 375 * 110 / 720 as a float
+
+using BannerFlowTest = AdFlowTest;
+
+// A banner answer of three apps: the host hears the load, the first app's
+// banner lands in the container at its margin, one request event and one
+// show event carry the first app's ids, and onADShowed comes last with the
+// banner's size. A second banner replaces the first, at the bottom.
+TEST_F(BannerFlowTest, ShowsTheFirstAppReportsOnceAndMovesOnTheNextRequest) {
+  auto top = QDXADRequest::initWithBannerType(1, 20, 0, hostView());
+  ASSERT_TRUE(request(top, "onADShowed"));
+  settle();
+  EXPECT_EQ(delegate_->calls(), (std::vector<std::string>{"onADLoaded", "onADShowed " + kBannerSize}));
+  const Json body = server_.entriesFor("get_recommend_list").at(0)["body"];
+  EXPECT_EQ(body, Json({{"timestamp", body["timestamp"]}, {"screen", "750*1334"}, {"ad_type", 1}}));
+  ASSERT_EQ(events(kRequestEvent).size(), 1u);
+  EXPECT_EQ(events(kRequestEvent)[0]["ubit"], "banner上部展示");
+  ASSERT_EQ(events(kShowEvent).size(), 1u);
+  EXPECT_EQ(events(kShowEvent)[0]["adid"], "50001");
+  EXPECT_EQ(events(kShowEvent)[0]["to_appid"], "20001");
+  EXPECT_EQ(server_.entriesFor("report_u_type").size(), 1u);
+
+  auto banner = QDXBannerView::shareBannerView();
+  ASSERT_EQ(banner->superview(), hostView());
+  EXPECT_DOUBLE_EQ(banner->frame().y(), 20);
+  EXPECT_DOUBLE_EQ(banner->frame().height(), 375.0 * 110 / 720);
+  auto children = banner->subviews();
+  ASSERT_EQ(children.size(), 2u) << "the image, then the close button";
+  auto image = std::dynamic_pointer_cast<kit::ImageView>(children[0]);
+  ASSERT_TRUE(image && image->image());
+  auto close = std::dynamic_pointer_cast<kit::Button>(children[1]);
+  ASSERT_TRUE(close);
+  EXPECT_EQ(close->tag(), 1);
+  EXPECT_EQ(close->frame(), kit::Rect(345, 0, 30, 30));
+  EXPECT_EQ(close->imageEdgeInsets(), (kit::EdgeInsets{2, 3, 3, 2}));
+
+  auto bottom = QDXADRequest::initWithBannerType(3, 0, 10, hostView());
+  ASSERT_TRUE(request(bottom, "onADShowed 375"));
+  RunLoop::main().runUntil([&] { return delegate_->calls().size() == 4; }, 5);
+  settle();
+  EXPECT_EQ(hostView()->subviews().size(), 1u) << "one banner, moved";
+  EXPECT_EQ(banner->subviews().size(), 2u);
+  EXPECT_FLOAT_EQ(banner->frame().y(), 667 - 375.0f * 110 / 720 - 10);
+  EXPECT_EQ(server_.entriesFor("report_u_type").size(), 1u)
+      << "a second banner of the run sends no utype report";
+}
+
+// Taps go through the input simulator. The image's tap reports a click
+// with the first app's ids, tells the host and opens the first app's
+// link; the close button tells the host the banner's size. Both remove
+// the banner.
+TEST_F(BannerFlowTest, TapOpensTheFirstLinkAndCloseReportsTheSize) {
+  auto top = QDXADRequest::initWithBannerType(1, 0, 0, hostView());
+  ASSERT_TRUE(request(top, "onADShowed"));
+  settle();
+  auto banner = QDXBannerView::shareBannerView();
+  ASSERT_TRUE(kit::tapView(banner->subviews().at(0)));
+  settle();
+  EXPECT_EQ(banner->superview(), nullptr);
+  EXPECT_TRUE(banner->subviews().empty());
+  EXPECT_EQ(env_.openedURLs(), std::vector<std::string>{"https://itunes.apple.com/cn/app/id1000001"});
+  ASSERT_EQ(events(kClickEvent).size(), 1u);
+  EXPECT_EQ(events(kClickEvent)[0]["adid"], "50001");
+  EXPECT_TRUE(env_.logContains("点击跳转到AppStore并关闭了banner"));
+
+  ASSERT_TRUE(request(QDXADRequest::initWithBannerType(1, 0, 0, hostView()), "onADShowed 375"));
+  RunLoop::main().runUntil([&] { return banner->subviews().size() == 2; }, 5);
+  ASSERT_TRUE(kit::tapView(banner->subviews().at(1)));
+  EXPECT_EQ(banner->superview(), nullptr);
+  EXPECT_EQ(delegate_->calls().back(), "onADClosed " + kBannerSize);
+  EXPECT_TRUE(env_.logContains("点击关闭了banner"));
+  EXPECT_EQ(events(kClickEvent).size(), 1u) << "a close is no click";
+}
+
+// The banner at the top, middle and bottom of the host's screen, drawn:
+// its rows carry the artwork, the rows above and below stay the host's.
+TEST_F(BannerFlowTest, SnapshotsPlaceTheStripAtEachPosition) {
+  hostView()->setBackgroundColor(kit::Color::white());
+  const double height = 375.0 * 110 / 720;
+  struct Position {
+    std::int32_t type;
+    double top;
+  };
+  for (const Position& p : {Position{1, 0}, Position{2, 667 / 2.0 - height / 2},
+                            Position{3, 667 - height}}) {
+    SCOPED_TRACE(p.type);
+    auto request = QDXADRequest::initWithBannerType(p.type, 0, 0, hostView());
+    ASSERT_TRUE(this->request(request, "onADShowed"));
+    RunLoop::main().runUntil(
+        [&] { return QDXBannerView::shareBannerView()->superview() != nullptr; }, 5);
+    settle();
+    auto image = kit::renderImage(hostView(), 1);
+    ASSERT_TRUE(image);
+    auto isWhite = [&](double y) {
+      const kit::Color c = image->colorAt(100, static_cast<int>(y));
+      return c.red > 0.99 && c.green > 0.99 && c.blue > 0.99;
+    };
+    EXPECT_FALSE(isWhite(p.top + height / 2)) << "the strip";
+    if (p.top > 5) EXPECT_TRUE(isWhite(p.top - 5)) << "above the strip";
+    if (p.top + height + 5 < 667) EXPECT_TRUE(isWhite(p.top + height + 5)) << "below the strip";
+  }
+}
+
+// Without a network a tap still counts as a click; the alert needs a wall
+// to present it, so after a banner alone it is dropped.
+TEST_F(BannerFlowTest, OfflineTapWithoutAWallDropsTheAlert) {
+  ASSERT_TRUE(request(QDXADRequest::initWithBannerType(1, 0, 0, hostView()), "onADShowed"));
+  settle();
+  env_.setDataNetworkCode(0);
+  manager().tapAD(0);
+  EXPECT_EQ(delegate_->calls().back(), "onADClicked");
+  EXPECT_EQ(host_->presentedViewController(), nullptr);
+  EXPECT_TRUE(env_.openedURLs().empty());
+  env_.setDataNetworkCode(5);
+  manager().tapAD(1);  // one link only
+  EXPECT_TRUE(env_.logContains("跳转链接不存在"));
+  EXPECT_TRUE(env_.openedURLs().empty());
+  EXPECT_EQ(events(kClickEvent).size(), 1u) << "offline, the click report could not leave";
+}
+
+// The utype gate: the first request of each kind in a run reports, a
+// repeat of the same kind does not (once the server acknowledged it), and
+// every switch between banner and wall reports again. Type 2 always
+// reports and carries its label.
+TEST_F(BannerFlowTest, TheUtypeReportFollowsTheKindOfTheLastRequest) {
+  const std::int32_t sequence[] = {1, 1, 4, 1, 2, 2};
+  const std::size_t expected[] = {1, 1, 2, 3, 4, 5};
+  for (std::size_t i = 0; i < std::size(sequence); ++i) {
+    manager().requestADWithADRequest(QDXADRequest::initWithADType(sequence[i]));
+    settle(0.1);
+    EXPECT_EQ(server_.entriesFor("report_u_type").size(), expected[i]) << i;
+  }
+  EXPECT_EQ(events(kRequestEvent).back()["ubit"], "半屏插屏展示");
+  EXPECT_EQ(manager().setUbit(std::nullopt, QDXADRequest::initWithADType(7)), std::nullopt);
+  EXPECT_EQ(manager().setUbit("x", QDXADRequest::initWithBannerType(4, 0, 0, nullptr)), "x");
+}
+
+class WallFlowTest : public AdFlowTest {
+ protected:
+  WallFlowTest() : AdFlowTest(7) {}
+};
+
+// Seven apps: the wall is presented before the request, fills seven
+// cards, reports five request events (apps 0-4) and one show, and the host
+// hears the screen's size. Per-page reports take that page's ids; a page
+// past the list keeps them. Download without a network presents the alert
+// from the wall; close tells the host the screen size.
+TEST_F(WallFlowTest, FillsTheWallReportsFiveRequestsAndHandlesPagesTapsAndCloses) {
+  ASSERT_TRUE(request(QDXADRequest::initWithADType(4), "onADShowed"));
+  settle();
+  EXPECT_EQ(delegate_->calls(), (std::vector<std::string>{"onADLoaded", "onADShowed 375 x 667"}));
+  auto wall = manager().recommendWall();
+  ASSERT_TRUE(wall);
+  EXPECT_EQ(host_->presentedViewController(), wall);
+  EXPECT_EQ(wall->modalTransitionStyle(), kit::ModalTransitionStyleCrossDissolve);
+  EXPECT_EQ(wall->appNames().size(), 7u);
+  EXPECT_EQ(wall->numberArrM(), (std::vector<std::int64_t>{0, 1, 2, 3, 4, 5, 6}));
+  EXPECT_EQ(manager().adDownUrlArr().size(), 7u);
+  const auto requests = events(kRequestEvent);
+  ASSERT_EQ(requests.size(), 5u);
+  // Each request event links its app's session under (app id, ad id, type).
+  for (int i = 1; i <= 7; ++i) {
+    const std::string link = std::to_string(20000 + i) + std::to_string(50000 + i) + "4";
+    EXPECT_EQ(QDXUserDefaults::getObjectFromLocal(link).is_string(), i <= 5) << link;
+  }
+  EXPECT_EQ(events(kShowEvent).size(), 1u);
+  EXPECT_EQ(manager().adid(), "50001") << "request events leave the first app's ids";
+
+  manager().reportShowEventWithPage(3);
+  EXPECT_EQ(manager().adid(), "50004");
+  manager().reportShowEventWithPage(7);
+  EXPECT_EQ(manager().adid(), "50004") << "a page past the list keeps the ids";
+
+  env_.setDataNetworkCode(0);
+  manager().tapAD(2);
+  auto alert = std::dynamic_pointer_cast<kit::AlertController>(wall->presentedViewController());
+  ASSERT_TRUE(alert);
+  EXPECT_EQ(alert->title(), "请先连接网络");
+  ASSERT_EQ(alert->actions().size(), 2u);
+  EXPECT_EQ(alert->actions()[0]->title(), "取消");
+  EXPECT_EQ(alert->actions()[0]->style(), kit::AlertActionStyleCancel);
+  EXPECT_EQ(alert->actions()[1]->title(), "确定");
+  kit::pressAlertAction(alert, 0);
+  env_.setDataNetworkCode(5);
+  manager().tapAD(2);
+  EXPECT_EQ(env_.openedURLs(), std::vector<std::string>{"https://itunes.apple.com/cn/app/id1000003"});
+
+  auto other = kit::Button::buttonWithType(kit::ButtonTypeCustom);
+  other->setTag(2);
+  manager().closeAD(other);
+  EXPECT_FALSE(delegate_->heard("onADClosed"));
+  other->setTag(4);
+  manager().closeAD(other);
+  EXPECT_EQ(delegate_->calls().back(), "onADClosed 375 x 667");
+}
+
+class EmptyWallFlowTest : public AdFlowTest {
+ protected:
+  EmptyWallFlowTest() : AdFlowTest(0) {}
+};
+
+// No apps: the wall is presented, then shows its empty state; one request
+// event goes out with absent ids; no show event, no onADShowed.
+TEST_F(EmptyWallFlowTest, PresentsTheEmptyStateAndReportsOneRequestOnly) {
+  ASSERT_TRUE(request(QDXADRequest::initWithADType(4), "onADLoaded"));
+  RunLoop::main().runUntil([] { return manager().recommendWall() != nullptr; }, 5);
+  ASSERT_TRUE(server_.waitForEntries("report_event", 1));
+  settle(0.5);
+  ASSERT_TRUE(manager().recommendWall());
+  EXPECT_TRUE(manager().recommendWall()->appNames().empty());
+  EXPECT_EQ(events(kRequestEvent).size(), 1u);
+  const Json& adid = events(kRequestEvent)[0]["adid"];
+  EXPECT_TRUE(adid.is_null() || adid == "") << adid;
+  EXPECT_TRUE(events(kShowEvent).empty());
+  EXPECT_FALSE(delegate_->heard("onADShowed"));
+  // A banner with no apps stops silently after the request.
+  ASSERT_TRUE(request(QDXADRequest::initWithBannerType(1, 0, 0, hostView()), "onADLoaded"));
+  settle(0.5);
+  EXPECT_EQ(QDXBannerView::shareBannerView()->superview(), nullptr);
+}
+
+// Bad answers to the ad-list request: no crash, only the host calls an
+// answer allows, and the request event still goes out (and is not left
+// pending once acknowledged).
+TEST_F(BannerFlowTest, BadAnswersGiveOnlyTheAllowedHostCalls) {
+  struct Case {
+    const char* fault;
+    std::vector<std::string> heard;
+    std::optional<std::string> adid = std::nullopt;  // checked when given
+  };
+  const Case cases[] = {
+      {"retcode:7", {}},
+      {"garbage", {}},
+      {"http:500", {}},
+      {"drop", {}},
+      {"no-data", {"onNoAD -4102", "onADLoaded"}},
+      {"plaintext-data", {"onNoAD -4102", "onADLoaded"}},
+      {R"(payload:{"applist":"not a list"})", {"onADLoaded"}},
+      {R"(payload:{"applist":[{"appid":20001}]})", {"onADLoaded"}},
+      {R"(payload:{"applist":[{"appid":"a","adlist":[]}]})", {"onADLoaded"}},
+      {R"(payload:{"applist":[{"appid":7,"adlist":[{"ad_id":8,"ad_url":9,"ad_down_url":[1]}]}]})",
+       {"onADLoaded"}, "8"},
+      {R"(payload:{"applist":[{"appname":{"x":1},"use_count":"many","adlist":"no"}]})",
+       {"onADLoaded"}},
+      {R"(payload:[1,2,3])", {"onADLoaded"}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.fault);
+    ASSERT_TRUE(server_.setFault(std::string("get_recommend_list:") + c.fault));
+    auto before = delegate_->calls().size();
+    const Json list = manager().requestADWithADRequest(QDXADRequest::initWithADType(1));
+    EXPECT_TRUE(list.is_object());
+    auto calls = delegate_->calls();
+    EXPECT_EQ(std::vector<std::string>(calls.begin() + before, calls.end()), c.heard);
+    if (c.adid) EXPECT_EQ(manager().adid(), c.adid) << "numbers where strings belong read as text";
+    // Every flow survives the same answer.
+    manager().showBannerWithADRequest(QDXADRequest::initWithBannerType(1, 0, 0, hostView()));
+    std::atomic<bool> done{false};
+    std::thread wall([&done] {
+      manager().showRecommendWallWithADRequest(QDXADRequest::initWithADType(4));
+      done = true;
+    });
+    RunLoop::main().runUntil([&done] { return done.load(); }, 15);
+    wall.join();
+    settle(0.1);
+    if (auto presented = host_->presentedViewController()) presented->dismissViewController(false, nullptr);
+  }
+  EXPECT_EQ(events(kRequestEvent).size(), std::size(cases) * 3) << "one per request, even a failed one";
+}
+
+}  // namespace
+}  // namespace qdx::testing
