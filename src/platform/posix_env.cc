@@ -1,6 +1,8 @@
 #include "platform/posix_env.h"
 
 #include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
 #include <sys/stat.h>
 #include <sys/utsname.h>
 #include <unistd.h>
@@ -15,6 +17,8 @@
 #include <random>
 #include <sstream>
 #include <system_error>
+#include <thread>
+#include <vector>
 
 #include "common/hex.h"
 #include "platform/sqlite_key_value_store.h"
@@ -28,6 +32,22 @@ constexpr const char* kDefaultBundleId = "com.example.qdxhost";
 constexpr const char* kDefaultVersion = "1.0";
 constexpr unsigned kDefaultNetwork = 5;
 constexpr const char* kDefaultSystemVersion = "17.0";
+
+// Runs command with url as its one argument (no shell), without waiting:
+// a thread of its own reaps it, so a slow browser never holds up a tap.
+// False when it cannot be started.
+bool runOpenURLCommand(const std::string& command, const std::string& url) {
+  std::vector<char*> argv = {const_cast<char*>(command.c_str()), const_cast<char*>(url.c_str()),
+                             nullptr};
+  pid_t pid = -1;
+  if (posix_spawnp(&pid, command.c_str(), nullptr, nullptr, argv.data(), environ) != 0) return false;
+  try {
+    std::thread([pid] { waitpid(pid, nullptr, 0); }).detach();
+  } catch (const std::system_error&) {
+    // Left unreaped until the process ends; the URL was handed over.
+  }
+  return true;
+}
 
 std::optional<std::string> environment(const char* name) {
   const char* value = std::getenv(name);
@@ -366,6 +386,9 @@ bool PosixEnv::openURL(const std::string& url) {
     }
   }
   log("openURL: " + url);
+  if (std::optional<std::string> command = environment("QDX_OPEN_URL_COMMAND")) {
+    return runOpenURLCommand(*command, url);
+  }
   return true;
 }
 

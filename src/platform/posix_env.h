@@ -14,6 +14,8 @@
 //   QDX_BUNDLE_DIR    the main bundle's resource folder (default: none)
 //   QDX_CA_FILE       an extra CA bundle to trust for HTTPS
 //   QDX_CONNECT_TO    curl CONNECT_TO mapping, e.g. "api.qdx.example:443:127.0.0.1:8443"
+//   QDX_OPEN_URL_COMMAND  a program run with the URL as its one argument when
+//                     openURL has no host hook (read at each call)
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -49,7 +51,9 @@ class PosixEnv : public Env {
   void setConnectTo(std::vector<std::string> mappings);
   // Where log lines go; the default writes each line to stderr.
   void setLogSink(std::function<void(const std::string&)> sink);
-  // What openURL does; the default logs the URL and returns true.
+  // What openURL does. Without a handler it logs the URL and, when
+  // QDX_OPEN_URL_COMMAND is set, starts that program with the URL as its one
+  // argument (no shell, not waited for); false only when it cannot start.
   void setOpenURLHandler(std::function<bool(const std::string&)> handler);
 
   std::string keychainDirectory();

@@ -1,9 +1,11 @@
 #include "platform/posix_env.h"
 
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <cctype>
 #include <filesystem>
+#include <fstream>
 
 #include <gtest/gtest.h>
 
@@ -63,6 +65,34 @@ TEST(PosixEnvTest, HomeAndEnvironmentVariablesConfigureIt) {
   defaults.setLogSink([](const std::string&) { throw 1; });
   defaults.log("lost");  // a throwing log sink loses the line quietly
   EXPECT_TRUE(defaults.openURL("itms-apps://itunes.apple.com/app/id1")) << "it logs the URL";
+}
+
+// Without a host hook, a store link is logged and handed to the program
+// named by QDX_OPEN_URL_COMMAND as its one argument, spaces and all; a
+// program that cannot start makes openURL say no.
+TEST(PosixEnvTest, OpenURLRunsTheConfiguredProgramWithTheLinkAsItsOneArgument) {
+  TestEnv env;
+  PosixEnv posix;
+  std::vector<std::string> logged;
+  posix.setLogSink([&](const std::string& line) { logged.push_back(line); });
+  const std::string script = env.tempRoot() + "/open-url.sh";
+  const std::string out = env.tempRoot() + "/opened.txt";
+  std::ofstream(script) << "#!/bin/sh\nprintf '%s|%s' \"$#\" \"$1\" > " << out << ".tmp && mv "
+                        << out << ".tmp " << out << "\n";
+  std::filesystem::permissions(script, std::filesystem::perms::owner_all);
+  ::setenv("QDX_OPEN_URL_COMMAND", script.c_str(), 1);
+  EXPECT_TRUE(posix.openURL("https://apps.qdx.invalid/app/id1 x"));
+  // The program runs on its own; it moves its answer into place whole.
+  for (int i = 0; i < 500 && !std::filesystem::exists(out); ++i) ::usleep(10000);
+  std::string seen;
+  std::ifstream in(out);
+  std::getline(in, seen);
+  EXPECT_EQ(seen, "1|https://apps.qdx.invalid/app/id1 x");
+  EXPECT_EQ(logged, std::vector<std::string>{"openURL: https://apps.qdx.invalid/app/id1 x"});
+  ::setenv("QDX_OPEN_URL_COMMAND", (env.tempRoot() + "/no-such-program").c_str(), 1);
+  EXPECT_FALSE(posix.openURL("https://apps.qdx.invalid/app/id2"));
+  ::unsetenv("QDX_OPEN_URL_COMMAND");
+  EXPECT_TRUE(posix.openURL("https://apps.qdx.invalid/app/id3"));
 }
 
 }  // namespace
