@@ -81,7 +81,7 @@ TEST_F(BannerFlowTest, TapOpensTheFirstLinkAndCloseReportsTheSize) {
   settle();
   EXPECT_EQ(banner->superview(), nullptr);
   EXPECT_TRUE(banner->subviews().empty());
-  EXPECT_EQ(env_.openedURLs(), std::vector<std::string>{"https://itunes.apple.com/cn/app/id1000001"});
+  EXPECT_EQ(env_.openedURLs(), std::vector<std::string>{"https://apps.qdx.invalid/app/id1000001"});
   ASSERT_EQ(events(kClickEvent).size(), 1u);
   EXPECT_EQ(events(kClickEvent)[0]["adid"], "50001");
   EXPECT_TRUE(env_.logContains("点击跳转到AppStore并关闭了banner"));
@@ -206,7 +206,7 @@ TEST_F(WallFlowTest, FillsTheWallReportsFiveRequestsAndHandlesPagesTapsAndCloses
   kit::pressAlertAction(alert, 0);
   env_.setDataNetworkCode(5);
   manager().tapAD(2);
-  EXPECT_EQ(env_.openedURLs(), std::vector<std::string>{"https://itunes.apple.com/cn/app/id1000003"});
+  EXPECT_EQ(env_.openedURLs(), std::vector<std::string>{"https://apps.qdx.invalid/app/id1000003"});
 
   auto other = kit::Button::buttonWithType(kit::ButtonTypeCustom);
   other->setTag(2);

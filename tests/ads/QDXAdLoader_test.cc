@@ -126,7 +126,7 @@ TEST_F(AdLoaderTest, ATouchUpOnAListItemOpensItsOwnApp) {
   ASSERT_TRUE(second);
   EXPECT_TRUE(kit::tapView(std::dynamic_pointer_cast<QDXListItemAdView>(second)->downloadButton()))
       << "the button passes the tap to its item";
-  EXPECT_EQ(env_.openedURLs(), (std::vector<std::string>{"https://itunes.apple.com/cn/app/id1000002"}));
+  EXPECT_EQ(env_.openedURLs(), (std::vector<std::string>{"https://apps.qdx.invalid/app/id1000002"}));
   EXPECT_EQ(events(kClickEvent).at(0)["to_appid"], "20002");
   EXPECT_EQ(host_->calls.back(), "onADClicked");
 }

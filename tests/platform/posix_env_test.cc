@@ -64,7 +64,7 @@ TEST(PosixEnvTest, HomeAndEnvironmentVariablesConfigureIt) {
   EXPECT_EQ(PosixEnv().mainScreen().scale, 2);
   defaults.setLogSink([](const std::string&) { throw 1; });
   defaults.log("lost");  // a throwing log sink loses the line quietly
-  EXPECT_TRUE(defaults.openURL("itms-apps://itunes.apple.com/app/id1")) << "it logs the URL";
+  EXPECT_TRUE(defaults.openURL("https://apps.qdx.invalid/app/id1")) << "it logs the URL";
 }
 
 // Without a host hook, a store link is logged and handed to the program

@@ -3,8 +3,10 @@
 // the rest of what it serves (assets, drops, delays, error pages).
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 
+#include "ad_catalog.h"
 #include "kit/image_decode.h"
 #include "platform/env.h"
 #include "sdk/QDXUserDefaults.h"
@@ -113,6 +115,10 @@ TEST_F(QdxServerTest, AdListCarriesEveryKeyAndArtworkSizedForTheSlot) {
       for (const char* key : {"ad_id", "ad_url", "ad_down_url", "ad_desc", "expand"}) {
         EXPECT_TRUE(ad[key].is_string()) << key;
       }
+      for (const char* key : {"appid", "appname", "icon"}) EXPECT_TRUE(app[key].is_string()) << key;
+      EXPECT_TRUE(app["use_count"].is_number());
+      EXPECT_EQ(ad["ad_down_url"].get<std::string>().rfind("https://apps.qdx.invalid/", 0), 0u)
+          << "never a store that resolves";
       EXPECT_EQ(imageSize(get(ad["ad_url"].get<std::string>().substr(origin)).body),
                 adType == 4 ? std::make_pair(640, 470) : std::make_pair(720, 110));
       EXPECT_EQ(imageSize(get(app["icon"].get<std::string>().substr(origin)).body),
@@ -120,6 +126,17 @@ TEST_F(QdxServerTest, AdListCarriesEveryKeyAndArtworkSizedForTheSlot) {
     }
   }
   EXPECT_EQ(get("/qdx/assets/banner/7.png").status, 404);  // beyond the catalog
+
+  // Tints and user counts come in every form the views must handle.
+  const Json eight = server::buildAdList(8, 4, kQDXApiBase)["applist"];
+  std::set<std::string> tints;
+  std::set<bool> fractional;
+  for (const Json& app : eight) {
+    tints.insert(app["adlist"][0]["expand"].get<std::string>());
+    fractional.insert(app["use_count"].is_number_float());
+  }
+  EXPECT_TRUE(tints.count("#FF8000") && tints.count("") && tints.count("3A7BD5"));
+  EXPECT_EQ(fractional, (std::set<bool>{false, true}));
 }
 
 TEST_F(QdxServerTest, OtherEndpointsAnswerPerAppAndPerStartUpFault) {

@@ -70,8 +70,8 @@ TEST_F(ADViewTest, TwoTapsOnOneDaySendOneClickAndOpenTheStoreTwice) {
   view->tapAD(1);
   EXPECT_EQ(events(kClickEvent).size(), 1u);
   EXPECT_EQ(events(kClickEvent)[0]["to_appid"], "20002");
-  EXPECT_EQ(env_.openedURLs(), (std::vector<std::string>{"https://itunes.apple.com/cn/app/id1000002",
-                                                         "https://itunes.apple.com/cn/app/id1000002"}));
+  EXPECT_EQ(env_.openedURLs(), (std::vector<std::string>{"https://apps.qdx.invalid/app/id1000002",
+                                                         "https://apps.qdx.invalid/app/id1000002"}));
   EXPECT_EQ(QDXUserDefaults::getObjectFromLocal(keys::dailyClickKey("20002", 9)), "2026-12-28")
       << "en_US counts 28 December 2025 in the week-based year 2026";
   EXPECT_EQ(env_.logCount("点击跳转到AppStore"), 2u);

@@ -13,4 +13,12 @@ namespace qdx::server {
 // card artwork in "ad_url"; every other type gets 720x110 banner artwork.
 Json buildAdList(int count, long long adType, const std::string& origin);
 
+// The display name of catalog app number (1-based): the same names repeat
+// every eight apps with the number added.
+std::string catalogAppName(int number);
+
+// The store link of catalog app number, on a host that never resolves
+// (".invalid"), so no test or demo reaches a real store.
+std::string storeLink(int number);
+
 }  // namespace qdx::server

@@ -1,9 +1,12 @@
 #include "artwork.h"
 
 #include <cairo.h>
+#include <pango/pangocairo.h>
 
 #include <charconv>
 #include <cmath>
+
+#include "ad_catalog.h"
 
 namespace qdx::server {
 namespace {
@@ -49,6 +52,22 @@ void centeredText(cairo_t* cr, const std::string& text, double x, double y, doub
   cairo_show_text(cr, text.c_str());
 }
 
+// Draws text (any script: the names are Chinese) centred at (x, y) in the
+// current colour, with an installed sans-serif face at size pixels.
+void centeredName(cairo_t* cr, const std::string& text, double x, double y, double size) {
+  PangoLayout* layout = pango_cairo_create_layout(cr);
+  PangoFontDescription* font = pango_font_description_from_string("sans-serif bold");
+  pango_font_description_set_absolute_size(font, size * PANGO_SCALE);
+  pango_layout_set_font_description(layout, font);
+  pango_font_description_free(font);
+  pango_layout_set_text(layout, text.c_str(), static_cast<int>(text.size()));
+  int width = 0, height = 0;
+  pango_layout_get_pixel_size(layout, &width, &height);
+  cairo_move_to(cr, x - width / 2.0, y - height / 2.0);
+  pango_cairo_show_layout(cr, layout);
+  g_object_unref(layout);
+}
+
 std::string catalogImage(const std::string& kind, int number) {
   Rgb color = paletteColor(number);
   std::string label = kind + " " + std::to_string(number);
@@ -72,10 +91,16 @@ std::string catalogImage(const std::string& kind, int number) {
       cairo_rectangle(cr, 0, height * 0.7, width, height * 0.3);
       cairo_fill(cr);
     }
+    // The app's name on the artwork, its number and kind on the band below
+    // (the icon: its number only), so screenshots show which app is which.
     cairo_set_source_rgb(cr, 1, 1, 1);
-    double size = kind == "icon" ? 28 : (kind == "wall" ? 56 : 40);
-    centeredText(cr, kind == "icon" ? std::to_string(number) : label, width / 2.0, height / 2.0,
-                 size);
+    if (kind == "icon") {
+      centeredText(cr, std::to_string(number), width / 2.0, height / 2.0, 28);
+    } else {
+      const double nameSize = kind == "wall" ? 64 : 44;
+      centeredName(cr, catalogAppName(number), width / 2.0, height * 0.38, nameSize);
+      centeredText(cr, label, width / 2.0, height * 0.85, kind == "wall" ? 36 : 22);
+    }
   });
 }
 
