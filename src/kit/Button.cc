@@ -1,5 +1,7 @@
 #include "qdx/kit/Button.h"
 
+#include "kit/painter.h"
+
 namespace qdx::kit {
 
 constexpr double kTitleFontSize = 15;
@@ -54,6 +56,18 @@ Color Button::titleColorForState(ControlState state) const {
 
 void Button::setTitleFont(std::shared_ptr<Font> font) {
   titleFont_ = font ? std::move(font) : Font::systemFontOfSize(kTitleFontSize);
+}
+
+void Button::drawContent(Painter& painter) const {
+  const Rect b = bounds();
+  const Rect local(0, 0, b.width(), b.height());
+  if (auto image = currentImage()) {
+    painter.drawImage(*image, Painter::fitted(*image, insetRect(local, imageEdgeInsets())));
+  }
+  if (auto title = currentTitle(); title && !title->empty()) {
+    TextStyle style{titleFont(), titleColorForState(state()), TextAlignmentCenter, 1};
+    painter.drawText(AttributedString(*title), style, insetRect(local, titleEdgeInsets()));
+  }
 }
 
 }  // namespace qdx::kit

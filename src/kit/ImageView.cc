@@ -1,5 +1,7 @@
 #include "qdx/kit/ImageView.h"
 
+#include "kit/painter.h"
+
 namespace qdx::kit {
 
 ImageView::ImageView() { setUserInteractionEnabled(false); }
@@ -9,6 +11,11 @@ ImageView::ImageView(const Rect& frame) : View(frame) { setUserInteractionEnable
 ImageView::ImageView(std::shared_ptr<Image> image) : image_(std::move(image)) {
   setUserInteractionEnabled(false);
   if (image_) setFrame(Rect(Point{}, image_->size()));
+}
+
+void ImageView::drawContent(Painter& painter) const {
+  const Rect b = bounds();
+  if (image_) painter.drawImage(*image_, Rect(0, 0, b.width(), b.height()));
 }
 
 }  // namespace qdx::kit

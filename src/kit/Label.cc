@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "kit/painter.h"
 #include "kit/utf16.h"
 
 namespace qdx::kit {
@@ -27,6 +28,12 @@ Label::Label(const Rect& frame) : View(frame), font_(Font::systemFontOfSize(kDef
 
 void Label::setFont(std::shared_ptr<Font> font) {
   font_ = font ? std::move(font) : Font::systemFontOfSize(kDefaultFontSize);
+}
+
+void Label::drawContent(Painter& painter) const {
+  const Rect b = bounds();
+  TextStyle style{font(), textColor(), textAlignment(), numberOfLines()};
+  painter.drawText(attributedText(), style, Rect(0, 0, b.width(), b.height()));
 }
 
 }  // namespace qdx::kit

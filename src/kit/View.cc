@@ -140,4 +140,6 @@ std::shared_ptr<Responder> View::nextResponder() {
   return superview_.lock();
 }
 
+void View::drawContent(Painter& painter) const { (void)painter; }
+
 }  // namespace qdx::kit

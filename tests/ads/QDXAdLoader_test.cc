@@ -165,9 +165,16 @@ TEST_F(AdLoaderTest, BadAnswersCallNoBlockAndLoseNothing) {
   }
 }
 
+// Server options with a catalog of count apps.
+ReferenceServer::Options catalogOf(int count) {
+  ReferenceServer::Options options;
+  options.catalog = count;
+  return options;
+}
+
 class EmptyCatalogTest : public AdLoaderTest {
  protected:
-  EmptyCatalogTest() : AdLoaderTest(ReferenceServer::Options{.catalog = 0}) {}
+  EmptyCatalogTest() : AdLoaderTest(catalogOf(0)) {}
 };
 
 TEST_F(EmptyCatalogTest, NoAppsNoBlockCall) {
@@ -176,7 +183,7 @@ TEST_F(EmptyCatalogTest, NoAppsNoBlockCall) {
 
 class ShortCatalogTest : public AdLoaderTest {
  protected:
-  ShortCatalogTest() : AdLoaderTest(ReferenceServer::Options{.catalog = 2}) {}
+  ShortCatalogTest() : AdLoaderTest(catalogOf(2)) {}
 };
 
 TEST_F(ShortCatalogTest, TenWantedTwoListed) {

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "kit/painter.h"
 #include "qdx/kit/Kit.h"
 #include "support/test_env.h"
 
@@ -109,6 +110,34 @@ TEST_F(Rendering, KernedChineseTitleInksAndWidens) {
     return 0;
   };
   EXPECT_GE(rightmost(8) - rightmost(0), 20);  // three gaps of 8 points
+}
+
+// A view class the kit has never seen draws itself: the renderer calls its
+// drawContent in its own coordinates, under its superview's offset and
+// its own clipping, with no change to the renderer.
+class Diagonal : public View {
+ public:
+  using View::View;
+  void drawContent(Painter& painter) const override {
+    painter.setColor(kBlue);
+    painter.roundedRect(Rect(0, 0, bounds().width() / 2, bounds().height()), 0);
+    painter.fill();
+  }
+};
+
+TEST_F(Rendering, ANewViewClassDrawsItsOwnContent) {
+  auto root = box(Rect(0, 0, 40, 20), Color::white());
+  auto custom = std::make_shared<Diagonal>(Rect(10, 0, 20, 20));
+  custom->setBackgroundColor(kRed);
+  root->addSubview(custom);
+  auto image = renderImage(root, 1);
+  ASSERT_TRUE(image);
+  expectColor(*image, 5, 10, Color::white());
+  expectColor(*image, 15, 10, kBlue);  // its own content, over its background
+  expectColor(*image, 25, 10, kRed);
+  expectColor(*image, 35, 10, Color::white());
+  custom->setHidden(true);
+  expectColor(*renderImage(root, 1), 15, 10, Color::white());
 }
 
 TEST(LabelText, RangesCountUtf16UnitsAndAreClippedToTheText) {

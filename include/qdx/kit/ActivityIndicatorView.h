@@ -13,6 +13,10 @@ enum ActivityIndicatorViewStyle : int {
 
 class ActivityIndicatorView : public View {
  public:
+  // Draws the spokes's content through the painter.
+  void drawContent(Painter& painter) const override;
+  // A stopped spinner that hides when stopped is left out of drawings.
+  bool hidesFromRendering() const override { return !animating_ && hidesWhenStopped_; }
   // A 20 x 20 point indicator (37 x 37 for the large style), stopped.
   explicit ActivityIndicatorView(ActivityIndicatorViewStyle style = ActivityIndicatorViewStyleWhite);
 

@@ -19,6 +19,8 @@ enum ButtonType : int {
 
 class Button : public Control {
  public:
+  // Draws the image and title's content through the painter.
+  void drawContent(Painter& painter) const override;
   // A button of the given type with an empty frame. Custom buttons draw
   // only what they are given; titles default to white on custom buttons and
   // to blue on system ones.

@@ -9,6 +9,8 @@ namespace qdx::kit {
 
 class ImageView : public View {
  public:
+  // Draws the image's content through the painter.
+  void drawContent(Painter& painter) const override;
   // Image views take no touches until user interaction is switched on.
   ImageView();
   explicit ImageView(const Rect& frame);

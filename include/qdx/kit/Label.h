@@ -47,6 +47,8 @@ class AttributedString {
 
 class Label : public View {
  public:
+  // Draws the text's content through the painter.
+  void drawContent(Painter& painter) const override;
   // Labels take no touches until user interaction is switched on. The
   // font is the system font at 17 points, the colour black, aligned left,
   // one line.

@@ -10,6 +10,8 @@ namespace qdx::kit {
 
 class PageControl : public Control {
  public:
+  // Draws the dots's content through the painter.
+  void drawContent(Painter& painter) const override;
   PageControl();
   explicit PageControl(const Rect& frame);
 

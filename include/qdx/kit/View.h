@@ -14,6 +14,7 @@
 
 namespace qdx::kit {
 
+class Painter;
 class TapGestureRecognizer;
 class ViewController;
 class Window;
@@ -95,6 +96,15 @@ class View : public Responder {
   std::vector<std::shared_ptr<TapGestureRecognizer>> gestureRecognizers() const {
     return recognizers_;
   }
+
+  // --- Drawing -------------------------------------------------------------
+  // Draws the view's own content in its bounds' coordinates: what makes a
+  // label a label. The renderer draws the background, shadow, border,
+  // clipping and children around it. The default draws nothing.
+  virtual void drawContent(Painter& painter) const;
+  // True when the renderer leaves the view and its children out although
+  // it is not hidden (a stopped spinner that hides when stopped).
+  virtual bool hidesFromRendering() const { return false; }
 
   // --- Touch handling ------------------------------------------------------
   // Whether a point of the bounds space belongs to this view.
