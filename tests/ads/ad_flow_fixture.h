@@ -19,14 +19,11 @@
 #include "qdx/kit/Window.h"
 #include "sdk/QDXLog.h"
 #include "sdk/QDXUserDefaults.h"
+#include "support/ad_journal.h"
 #include "support/reference_server.h"
 #include "support/test_env.h"
 
 namespace qdx::testing {
-
-inline constexpr int kRequestEvent = 0;
-inline constexpr int kShowEvent = 1;
-inline constexpr int kClickEvent = 2;
 
 // Records the host callbacks in order; they arrive on the flows'
 // background threads and on the main thread.
@@ -74,9 +71,7 @@ class AdFlowTest : public ::testing::Test {
     ASSERT_TRUE(server_.running());
     server_.configure(env_);
     env_.setMainScreen({375, 667, 2});
-    QDXUserDefaults::saveToLocal(10001, "QDX_APP_ID");
-    QDXUserDefaults::saveToLocal(ReferenceServer::kAppKey, "QDX_APP_KEY");
-    QDXUserDefaults::saveToLocal("AppStore", "QDX_CHANNEL");
+    storeHostIdentity();
     // The version seen at start-up equals the bundle's, as after a start.
     env_.setBundleInfo("CFBundleShortVersionString", "2.0");
     QDXUserDefaults::saveToLocal("2.0", "QDX_APP_VERSION");
@@ -100,16 +95,7 @@ class AdFlowTest : public ::testing::Test {
   static void settle(double seconds = 0.3) { RunLoop::main().runFor(seconds); }
 
   // The newest event of each journaled event report of kind subType.
-  std::vector<Json> events(int subType) const {
-    std::vector<Json> found;
-    for (const Json& entry : server_.entriesFor("report_event")) {
-      const Json& list = entry["body"]["event_list"];
-      if (list.is_array() && !list.empty() && list.back()["sub_type"] == subType) {
-        found.push_back(list.back());
-      }
-    }
-    return found;
-  }
+  std::vector<Json> events(int subType) const { return journaledEvents(server_, subType); }
 
   std::shared_ptr<kit::View> hostView() { return host_->view(); }
 

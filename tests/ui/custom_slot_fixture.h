@@ -12,15 +12,11 @@
 #include "qdx/QDXTypes.h"
 #include "sdk/QDXLog.h"
 #include "sdk/QDXUserDefaults.h"
+#include "support/ad_journal.h"
 #include "support/reference_server.h"
 #include "support/test_env.h"
 
 namespace qdx::testing {
-
-// The event kinds of the reporter's event records.
-inline constexpr int kRequestEvent = 0;
-inline constexpr int kShowEvent = 1;
-inline constexpr int kClickEvent = 2;
 
 // A host delegate that writes down what it hears, in order.
 class RecordingDelegate : public QDXADDelegate {
@@ -38,23 +34,12 @@ class CustomSlotTest : public ::testing::Test {
   void SetUp() override {
     ASSERT_TRUE(server_.running());
     server_.configure(env_);
-    QDXUserDefaults::saveToLocal(10001, "QDX_APP_ID");
-    QDXUserDefaults::saveToLocal(ReferenceServer::kAppKey, "QDX_APP_KEY");
-    QDXUserDefaults::saveToLocal("AppStore", "QDX_CHANNEL");
+    storeHostIdentity();
     QDXLog::setDebug(true);
   }
 
   // The newest event of every journaled event report of kind subType.
-  std::vector<Json> events(int subType) const {
-    std::vector<Json> found;
-    for (const Json& entry : server_.entriesFor("report_event")) {
-      const Json& list = entry["body"]["event_list"];
-      if (list.is_array() && !list.empty() && list.back()["sub_type"] == subType) {
-        found.push_back(list.back());
-      }
-    }
-    return found;
-  }
+  std::vector<Json> events(int subType) const { return journaledEvents(server_, subType); }
 
   // Lets queued main-queue blocks and asynchronous answers run.
   static void settle() { RunLoop::main().runFor(0.3); }
