@@ -27,27 +27,27 @@ struct LayoutError : std::runtime_error {
   throw LayoutError(where + ": " + what);
 }
 
-double number(const Json& spec, const char* key, const std::string& where) {
-  const Json& value = spec.at(key);
+double number(const Json& node, const char* key, const std::string& where) {
+  const Json& value = node.at(key);
   if (!value.is_number()) fail(where, std::string("\"") + key + "\" must be a number");
   return value.get<double>();
 }
 
-std::string text(const Json& spec, const char* key, const std::string& where) {
-  const Json& value = spec.at(key);
+std::string text(const Json& node, const char* key, const std::string& where) {
+  const Json& value = node.at(key);
   if (!value.is_string()) fail(where, std::string("\"") + key + "\" must be a string");
   return value.get<std::string>();
 }
 
-bool flag(const Json& spec, const char* key, const std::string& where) {
-  const Json& value = spec.at(key);
+bool flag(const Json& node, const char* key, const std::string& where) {
+  const Json& value = node.at(key);
   if (!value.is_boolean()) fail(where, std::string("\"") + key + "\" must be true or false");
   return value.get<bool>();
 }
 
 // "#RRGGBB" or "#RRGGBBAA".
-Color color(const Json& spec, const char* key, const std::string& where) {
-  const std::string hex = text(spec, key, where);
+Color color(const Json& node, const char* key, const std::string& where) {
+  const std::string hex = text(node, key, where);
   unsigned r = 0, g = 0, b = 0, a = 255;
   int used = 0;
   const bool ok = (hex.size() == 7 && std::sscanf(hex.c_str(), "#%2x%2x%2x%n", &r, &g, &b, &used) == 3 &&
@@ -58,8 +58,8 @@ Color color(const Json& spec, const char* key, const std::string& where) {
   return Color::rgba(r / 255.0, g / 255.0, b / 255.0, a / 255.0);
 }
 
-Rect frame(const Json& spec, const std::string& where) {
-  const Json& value = spec.at("frame");
+Rect frame(const Json& node, const std::string& where) {
+  const Json& value = node.at("frame");
   if (!value.is_array() || value.size() != 4) fail(where, "\"frame\" must be [x, y, width, height]");
   for (const Json& n : value) {
     if (!n.is_number()) fail(where, "\"frame\" must be [x, y, width, height]");
@@ -68,15 +68,15 @@ Rect frame(const Json& spec, const std::string& where) {
               value[3].get<double>());
 }
 
-std::shared_ptr<Font> font(const Json& spec, const std::string& where) {
-  const Json& value = spec.at("font");
+std::shared_ptr<Font> font(const Json& node, const std::string& where) {
+  const Json& value = node.at("font");
   if (!value.is_object()) fail(where, "\"font\" must be {\"name\": ..., \"size\": ...}");
   const std::string name = value.contains("name") ? text(value, "name", where + ".font") : "";
   return Font::fontWithName(name, number(value, "size", where + ".font"));
 }
 
-TextAlignment alignment(const Json& spec, const std::string& where) {
-  const std::string name = text(spec, "textAlignment", where);
+TextAlignment alignment(const Json& node, const std::string& where) {
+  const std::string name = text(node, "textAlignment", where);
   if (name == "left") return TextAlignmentLeft;
   if (name == "center") return TextAlignmentCenter;
   if (name == "right") return TextAlignmentRight;
@@ -94,14 +94,14 @@ class Reader {
     }
     std::vector<std::shared_ptr<View>> objects;
     std::size_t index = 0;
-    for (const Json& spec : document["objects"]) {
+    for (const Json& node : document["objects"]) {
       const std::string where = "objects[" + std::to_string(index++) + "]";
       std::vector<Outlet> outlets;
-      std::shared_ptr<View> root = build(spec, where, outlets, true);
+      std::shared_ptr<View> root = build(node, where, outlets, true);
       for (const Outlet& outlet : outlets) {
         if (!root->setOutlet(outlet.name, outlet.view)) {
           fail(outlet.where, "outlet \"" + outlet.name + "\" is not an outlet of class " +
-                                 text(spec, "class", where) + " for a view of this class");
+                                 text(node, "class", where) + " for a view of this class");
         }
       }
       objects.push_back(std::move(root));
@@ -116,39 +116,39 @@ class Reader {
     std::string where;
   };
 
-  std::shared_ptr<View> build(const Json& spec, const std::string& where, std::vector<Outlet>& outlets,
+  std::shared_ptr<View> build(const Json& node, const std::string& where, std::vector<Outlet>& outlets,
                               bool isTopLevel) {
-    if (!spec.is_object()) fail(where, "a view must be an object");
-    if (!spec.contains("class")) fail(where, "a view needs a \"class\"");
-    const std::string className = text(spec, "class", where);
+    if (!node.is_object()) fail(where, "a view must be an object");
+    if (!node.contains("class")) fail(where, "a view needs a \"class\"");
+    const std::string className = text(node, "class", where);
     std::shared_ptr<View> view = ViewClassRegistry::shared().make(className);
     if (!view) fail(where, "unknown view class \"" + className + "\"");
 
-    if (spec.contains("frame")) view->setFrame(frame(spec, where));
-    if (spec.contains("backgroundColor")) view->setBackgroundColor(color(spec, "backgroundColor", where));
-    if (spec.contains("alpha")) view->setAlpha(number(spec, "alpha", where));
-    if (spec.contains("hidden")) view->setHidden(flag(spec, "hidden", where));
-    if (spec.contains("tag")) view->setTag(static_cast<long>(number(spec, "tag", where)));
-    if (spec.contains("userInteractionEnabled")) {
-      view->setUserInteractionEnabled(flag(spec, "userInteractionEnabled", where));
+    if (node.contains("frame")) view->setFrame(frame(node, where));
+    if (node.contains("backgroundColor")) view->setBackgroundColor(color(node, "backgroundColor", where));
+    if (node.contains("alpha")) view->setAlpha(number(node, "alpha", where));
+    if (node.contains("hidden")) view->setHidden(flag(node, "hidden", where));
+    if (node.contains("tag")) view->setTag(static_cast<long>(number(node, "tag", where)));
+    if (node.contains("userInteractionEnabled")) {
+      view->setUserInteractionEnabled(flag(node, "userInteractionEnabled", where));
     }
-    if (spec.contains("clipsToBounds")) view->setClipsToBounds(flag(spec, "clipsToBounds", where));
-    if (spec.contains("cornerRadius")) view->layer().cornerRadius = number(spec, "cornerRadius", where);
-    if (spec.contains("borderWidth")) view->layer().borderWidth = number(spec, "borderWidth", where);
-    if (spec.contains("borderColor")) view->layer().borderColor = color(spec, "borderColor", where);
+    if (node.contains("clipsToBounds")) view->setClipsToBounds(flag(node, "clipsToBounds", where));
+    if (node.contains("cornerRadius")) view->layer().cornerRadius = number(node, "cornerRadius", where);
+    if (node.contains("borderWidth")) view->layer().borderWidth = number(node, "borderWidth", where);
+    if (node.contains("borderColor")) view->layer().borderColor = color(node, "borderColor", where);
 
-    if (auto label = std::dynamic_pointer_cast<Label>(view)) fillLabel(*label, spec, where);
+    if (auto label = std::dynamic_pointer_cast<Label>(view)) fillLabel(*label, node, where);
     if (auto imageView = std::dynamic_pointer_cast<ImageView>(view)) {
-      if (spec.contains("image")) imageView->setImage(image(spec, where));
+      if (node.contains("image")) imageView->setImage(image(node, where));
     }
-    if (auto button = std::dynamic_pointer_cast<Button>(view)) fillButton(*button, spec, where);
+    if (auto button = std::dynamic_pointer_cast<Button>(view)) fillButton(*button, node, where);
 
-    if (spec.contains("outlet")) {
+    if (node.contains("outlet")) {
       if (isTopLevel) fail(where, "a top-level object cannot be an outlet");
-      outlets.push_back({text(spec, "outlet", where), view, where});
+      outlets.push_back({text(node, "outlet", where), view, where});
     }
-    if (spec.contains("children")) {
-      const Json& children = spec["children"];
+    if (node.contains("children")) {
+      const Json& children = node["children"];
       if (!children.is_array()) fail(where, "\"children\" must be an array");
       for (std::size_t i = 0; i < children.size(); ++i) {
         view->addSubview(build(children[i], where + ".children[" + std::to_string(i) + "]", outlets, false));
@@ -157,25 +157,25 @@ class Reader {
     return view;
   }
 
-  void fillLabel(Label& label, const Json& spec, const std::string& where) {
-    if (spec.contains("text")) label.setText(text(spec, "text", where));
-    if (spec.contains("font")) label.setFont(font(spec, where));
-    if (spec.contains("textColor")) label.setTextColor(color(spec, "textColor", where));
-    if (spec.contains("textAlignment")) label.setTextAlignment(alignment(spec, where));
-    if (spec.contains("numberOfLines")) {
-      label.setNumberOfLines(static_cast<int>(number(spec, "numberOfLines", where)));
+  void fillLabel(Label& label, const Json& node, const std::string& where) {
+    if (node.contains("text")) label.setText(text(node, "text", where));
+    if (node.contains("font")) label.setFont(font(node, where));
+    if (node.contains("textColor")) label.setTextColor(color(node, "textColor", where));
+    if (node.contains("textAlignment")) label.setTextAlignment(alignment(node, where));
+    if (node.contains("numberOfLines")) {
+      label.setNumberOfLines(static_cast<int>(number(node, "numberOfLines", where)));
     }
   }
 
-  void fillButton(Button& button, const Json& spec, const std::string& where) {
-    if (spec.contains("title")) button.setTitle(text(spec, "title", where), ControlStateNormal);
-    if (spec.contains("titleColor")) button.setTitleColor(color(spec, "titleColor", where), ControlStateNormal);
-    if (spec.contains("font")) button.setTitleFont(font(spec, where));
-    if (spec.contains("image")) button.setImage(image(spec, where), ControlStateNormal);
+  void fillButton(Button& button, const Json& node, const std::string& where) {
+    if (node.contains("title")) button.setTitle(text(node, "title", where), ControlStateNormal);
+    if (node.contains("titleColor")) button.setTitleColor(color(node, "titleColor", where), ControlStateNormal);
+    if (node.contains("font")) button.setTitleFont(font(node, where));
+    if (node.contains("image")) button.setImage(image(node, where), ControlStateNormal);
   }
 
-  std::shared_ptr<Image> image(const Json& spec, const std::string& where) {
-    const std::string file = text(spec, "image", where);
+  std::shared_ptr<Image> image(const Json& node, const std::string& where) {
+    const std::string file = text(node, "image", where);
     if (file.empty() || file.find("..") != std::string::npos || file.front() == '/') {
       fail(where, "\"image\" must name a file inside the bundle folder");
     }
