@@ -58,8 +58,8 @@ TEST_F(BannerFlowTest, ShowsTheFirstAppReportsOnceAndMovesOnTheNextRequest) {
   EXPECT_EQ(close->imageEdgeInsets(), (kit::EdgeInsets{2, 3, 3, 2}));
 
   auto bottom = QDXADRequest::initWithBannerType(3, 0, 10, hostView());
-  ASSERT_TRUE(request(bottom, "onADShowed 375"));
-  RunLoop::main().runUntil([&] { return delegate_->calls().size() == 4; }, 5);
+  QDXAD::requestADWithADRequest(bottom);
+  ASSERT_TRUE(RunLoop::main().runUntil([&] { return delegate_->count("onADShowed") == 2; }, 15));
   settle();
   EXPECT_EQ(hostView()->subviews().size(), 1u) << "one banner, moved";
   EXPECT_EQ(banner->subviews().size(), 2u);
@@ -86,8 +86,9 @@ TEST_F(BannerFlowTest, TapOpensTheFirstLinkAndCloseReportsTheSize) {
   EXPECT_EQ(events(kClickEvent)[0]["adid"], "50001");
   EXPECT_TRUE(env_.logContains("点击跳转到AppStore并关闭了banner"));
 
-  ASSERT_TRUE(request(QDXADRequest::initWithBannerType(1, 0, 0, hostView()), "onADShowed 375"));
-  RunLoop::main().runUntil([&] { return banner->subviews().size() == 2; }, 5);
+  QDXAD::requestADWithADRequest(QDXADRequest::initWithBannerType(1, 0, 0, hostView()));
+  ASSERT_TRUE(RunLoop::main().runUntil(
+      [&] { return delegate_->count("onADShowed") == 2 && banner->subviews().size() == 2; }, 15));
   ASSERT_TRUE(kit::tapView(banner->subviews().at(1)));
   EXPECT_EQ(banner->superview(), nullptr);
   EXPECT_EQ(delegate_->calls().back(), "onADClosed " + kBannerSize);
@@ -107,10 +108,15 @@ TEST_F(BannerFlowTest, SnapshotsPlaceTheStripAtEachPosition) {
   for (const Position& p : {Position{1, 0}, Position{2, 667 / 2.0 - height / 2},
                             Position{3, 667 - height}}) {
     SCOPED_TRACE(p.type);
-    auto request = QDXADRequest::initWithBannerType(p.type, 0, 0, hostView());
-    ASSERT_TRUE(this->request(request, "onADShowed"));
-    RunLoop::main().runUntil(
-        [&] { return QDXBannerView::shareBannerView()->superview() != nullptr; }, 5);
+    const std::size_t shown = delegate_->count("onADShowed");
+    QDXAD::requestADWithADRequest(QDXADRequest::initWithBannerType(p.type, 0, 0, hostView()));
+    auto banner = QDXBannerView::shareBannerView();
+    ASSERT_TRUE(RunLoop::main().runUntil(
+        [&] {
+          return delegate_->count("onADShowed") == shown + 1 && banner->superview() &&
+                 std::fabs(banner->frame().y() - p.top) < 0.01;
+        },
+        15));
     settle();
     auto image = kit::renderImage(hostView(), 1);
     ASSERT_TRUE(image);
@@ -241,7 +247,8 @@ TEST_F(EmptyWallFlowTest, PresentsTheEmptyStateAndReportsOneRequestOnly) {
   EXPECT_TRUE(events(kShowEvent).empty());
   EXPECT_FALSE(delegate_->heard("onADShowed"));
   // A banner with no apps stops silently after the request.
-  ASSERT_TRUE(request(QDXADRequest::initWithBannerType(1, 0, 0, hostView()), "onADLoaded"));
+  QDXAD::requestADWithADRequest(QDXADRequest::initWithBannerType(1, 0, 0, hostView()));
+  ASSERT_TRUE(RunLoop::main().runUntil([&] { return delegate_->count("onADLoaded") == 2; }, 15));
   settle(0.5);
   EXPECT_EQ(QDXBannerView::shareBannerView()->superview(), nullptr);
 }

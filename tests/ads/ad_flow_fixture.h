@@ -42,6 +42,12 @@ class HostDelegate : public QDXADDelegate {
     std::lock_guard<std::mutex> lock(mutex_);
     return calls_;
   }
+  // How many calls so far begin with call.
+  std::size_t count(const std::string& call) const {
+    std::size_t n = 0;
+    for (const auto& c : calls()) n += c.rfind(call, 0) == 0 ? 1 : 0;
+    return n;
+  }
   bool heard(const std::string& call) const {
     for (const auto& c : calls()) {
       if (c.rfind(call, 0) == 0) return true;
