@@ -13,6 +13,7 @@
 #include "qdx/kit/AlertController.h"
 #include "qdx/kit/Button.h"
 #include "qdx/kit/ImageView.h"
+#include "transport/QDXHttpClient.h"
 #include "ui/QDXBannerView.h"
 #include "ui/QDXRecommendWallVC.h"
 
@@ -160,6 +161,10 @@ TEST_F(BannerFlowTest, TheUtypeReportFollowsTheKindOfTheLastRequest) {
   const std::size_t expected[] = {1, 1, 2, 3, 4, 5};
   for (std::size_t i = 0; i < std::size(sequence); ++i) {
     manager().requestADWithADRequest(QDXADRequest::initWithADType(sequence[i]));
+    // The utype report is asynchronous: its answer (which stores the
+    // kind's flag) must be handled before the next request looks.
+    ASSERT_TRUE(server_.waitForEntries("report_u_type", expected[i]));
+    ASSERT_TRUE(RunLoop::main().runUntil([] { return QDXHttpClient::asyncPostsInFlight() == 0; }, 15));
     settle(0.1);
     EXPECT_EQ(server_.entriesFor("report_u_type").size(), expected[i]) << i;
   }
