@@ -42,7 +42,10 @@ TEST_F(BannerFlowTest, ShowsTheFirstAppReportsOnceAndMovesOnTheNextRequest) {
   ASSERT_EQ(events(kShowEvent).size(), 1u);
   EXPECT_EQ(events(kShowEvent)[0]["adid"], "50001");
   EXPECT_EQ(events(kShowEvent)[0]["to_appid"], "20001");
-  EXPECT_EQ(server_.entriesFor("report_u_type").size(), 1u);
+  // The utype report is asynchronous; its answer stores the banner's flag,
+  // which the second request below must see.
+  ASSERT_TRUE(server_.waitForEntries("report_u_type", 1));
+  ASSERT_TRUE(RunLoop::main().runUntil([] { return QDXHttpClient::asyncPostsInFlight() == 0; }, 15));
 
   auto banner = QDXBannerView::shareBannerView();
   ASSERT_EQ(banner->superview(), hostView());

@@ -9,6 +9,7 @@
 #include "qdx/kit/AlertView.h"
 #include "qdx/kit/Application.h"
 #include "sdk/store_keys.h"
+#include "transport/QDXHttpClient.h"
 
 namespace qdx::testing {
 namespace {
@@ -51,16 +52,22 @@ TEST_F(ADViewTest, LoadReportsOneRequestPerWantedAppAndKeepsTheirLinks) {
 }
 
 TEST_F(ADViewTest, UsageReportIsSkippedOnlyWithTheFlagAndTheSameAppVersion) {
+  // The usage report is asynchronous: wait for it and for its answer, which
+  // stores the flag, before the next load looks.
+  const auto reportsAfter = [this](std::size_t count) {
+    return server_.waitForEntries("report_u_type", count) &&
+           RunLoop::main().runUntil([] { return QDXHttpClient::asyncPostsInFlight() == 0; }, 15);
+  };
   load(7, 1);
-  EXPECT_EQ(server_.entriesFor("report_u_type").size(), 1u) << "no flag yet";
-  ASSERT_TRUE(server_.waitForEntries("report_u_type", 1));
+  ASSERT_TRUE(reportsAfter(1)) << "no flag yet";
   QDXUserDefaults::saveToLocal(1, keys::kUtypeSuccessCustom);
   QDXUserDefaults::saveToLocal("1.0", keys::kAppVersion);
   load(9, 1);
   EXPECT_EQ(server_.entriesFor("report_u_type").size(), 1u) << "flag and version match";
   env_.setBundleInfo("CFBundleShortVersionString", "2.0");
   load(9, 1);
-  EXPECT_EQ(server_.entriesFor("report_u_type").size(), 2u) << "the app was updated";
+  ASSERT_TRUE(reportsAfter(2)) << "the app was updated";
+  EXPECT_EQ(server_.entriesFor("report_u_type").size(), 2u);
   EXPECT_EQ(QDXADView::initWithADType(5)->ubit(), std::nullopt);
 }
 
