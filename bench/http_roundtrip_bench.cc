@@ -24,7 +24,7 @@ const Json& eventBody() {
   return body;
 }
 
-const std::string kURL = std::string(qdx::kQDXApiBase) + "/qdx/report_event";
+const std::string kURL = qdx::endpointURL(qdx::endpoints::kReportEvent);
 
 void BM_FirstPostOfAThread(benchmark::State& state) {
   if (!fixture().started) return state.SkipWithError("server did not start");

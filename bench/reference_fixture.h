@@ -1,6 +1,6 @@
 #pragma once
-// One reference server (in this process, on loopback) and the default
-// PosixEnv pointed at it, with the host identity every envelope needs;
+// One reference server (in this process, on loopback) and a PosixEnv
+// installed and pointed at it, with the host identity every envelope needs;
 // shared by the benchmarks that talk to the server.
 #include <stdlib.h>
 
@@ -28,7 +28,8 @@ struct ReferenceFixture {
     std::string error;
     started = adServer->start(error);
 
-    env = dynamic_cast<PosixEnv*>(Env::Default());
+    env = new PosixEnv();  // lives for the process, like the server's clients
+    Env::Install(env);
     env->setHomeDirectory(root + "/home");
     env->setKeychainDirectory(root + "/keychain");
     env->setCaFile(QDX_TEST_CA_FILE);

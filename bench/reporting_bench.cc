@@ -11,6 +11,7 @@
 #include "platform/posix_env.h"
 #include "reporting/QDXEvent.h"
 #include "sdk/QDXUserDefaults.h"
+#include "transport/QDXApiBase.h"
 #include "transport/QDXImageCache.h"
 #include "sdk/store_keys.h"
 
@@ -84,7 +85,7 @@ std::string imageBytes() { return std::string(20 * 1024, '\x7f'); }
 void BM_ImageCacheMemoryHit(benchmark::State& state) {
   BenchPlatform platform;
   QDXImageCache cache;
-  const std::string url = "https://api.qdx.example/qdx/images/close120.png";
+  const std::string url = assetURL(assets::kClose120);
   std::ofstream(cache.filePathForURL(url), std::ios::binary) << imageBytes();
   cache.getImageFromString(url);  // now in memory
   for (auto _ : state) benchmark::DoNotOptimize(cache.getImageFromString(url));
@@ -93,7 +94,7 @@ BENCHMARK(BM_ImageCacheMemoryHit);
 
 void BM_ImageCacheDiskHit(benchmark::State& state) {
   BenchPlatform platform;
-  const std::string url = "https://api.qdx.example/qdx/images/close120.png";
+  const std::string url = assetURL(assets::kClose120);
   {
     QDXImageCache writer;
     std::ofstream(writer.filePathForURL(url), std::ios::binary) << imageBytes();

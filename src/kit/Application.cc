@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "platform/env.h"
-#include "platform/posix_env.h"
 #include "platform/run_loop.h"
 #include "qdx/kit/AlertView.h"
 #include "qdx/kit/Window.h"
@@ -64,9 +63,7 @@ ApplicationState Application::applicationState() const {
 }
 
 void Application::setApplicationState(ApplicationState state) {
-  if (auto* posix = dynamic_cast<PosixEnv*>(Env::Default())) {
-    posix->setApplicationState(state);
-  } else {
+  if (!Env::Default()->setApplicationState(state)) {
     debugLog("The installed platform does not let the application state be set");
   }
 }

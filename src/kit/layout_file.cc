@@ -1,11 +1,11 @@
 #include "kit/layout_file.h"
 
 #include <cstdio>
-#include <fstream>
-#include <sstream>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
+#include "platform/env.h"
 #include "qdx/QDXTypes.h"
 #include "qdx/kit/Button.h"
 #include "qdx/kit/Control.h"
@@ -179,10 +179,8 @@ class Reader {
     if (file.empty() || file.find("..") != std::string::npos || file.front() == '/') {
       fail(where, "\"image\" must name a file inside the bundle folder");
     }
-    std::ifstream in(dir_ + "/" + file, std::ios::binary);
-    std::ostringstream bytes;
-    bytes << in.rdbuf();
-    std::shared_ptr<Image> loaded = in ? Image::imageWithData(bytes.str()) : nullptr;
+    const std::optional<std::string> bytes = Env::Default()->readFile(dir_ + "/" + file);
+    std::shared_ptr<Image> loaded = bytes ? Image::imageWithData(*bytes) : nullptr;
     if (!loaded) fail(where, "the image \"" + file + "\" cannot be read");
     return loaded;
   }
@@ -237,14 +235,12 @@ std::vector<std::shared_ptr<View>> loadLayout(const std::string& text, const std
 }
 
 std::vector<std::shared_ptr<View>> loadLayoutFile(const std::string& path, const std::string& resourceDir) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) {
+  const std::optional<std::string> text = Env::Default()->readFile(path);
+  if (!text) {
     debugLog("Could not load the interface file " + path);
     return {};
   }
-  std::ostringstream text;
-  text << in.rdbuf();
-  return loadLayout(text.str(), resourceDir, path);
+  return loadLayout(*text, resourceDir, path);
 }
 
 }  // namespace qdx::kit

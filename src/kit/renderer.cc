@@ -4,10 +4,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
 #include <numbers>
 
 #include "kit/painter.h"
+#include "platform/env.h"
 #include "qdx/kit/AlertController.h"
 #include "qdx/kit/AlertView.h"
 #include "qdx/kit/Application.h"
@@ -212,9 +212,7 @@ std::string renderPng(const std::shared_ptr<View>& view, double scale) {
 bool writePng(const std::shared_ptr<View>& view, const std::string& path, double scale) {
   std::string png = renderPng(view, scale);
   if (png.empty()) return false;
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out.write(png.data(), static_cast<std::streamsize>(png.size()));
-  return static_cast<bool>(out);
+  return Env::Default()->writeFileAtomically(path, png);
 }
 
 }  // namespace qdx::kit

@@ -20,7 +20,8 @@ std::shared_ptr<Image> renderImage(const std::shared_ptr<View>& view, double sca
 // renderImage encoded as PNG; empty on failure.
 std::string renderPng(const std::shared_ptr<View>& view, double scale = 0);
 
-// renderPng written to path; false when rendering or writing fails.
+// renderPng written to path atomically (Env::writeFileAtomically); false
+// when rendering or writing fails.
 bool writePng(const std::shared_ptr<View>& view, const std::string& path, double scale = 0);
 
 }  // namespace qdx::kit

@@ -26,4 +26,6 @@ Env* Env::Default() {
 
 void Env::Install(Env* env) { installedEnv.store(env, std::memory_order_release); }
 
+bool Env::setApplicationState(int) { return false; }
+
 }  // namespace qdx

@@ -5,8 +5,10 @@
 // one the POSIX default (posix_env.h) is used.
 //
 // Implementations are safe to call from any thread.
+#include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/http_transport.h"
 #include "platform/store_backends.h"
@@ -46,6 +48,10 @@ class Env {
   virtual unsigned dataNetworkCode() = 0;
   // The application state: 0 active, 1 inactive, 2 background.
   virtual int applicationState() = 0;
+  // Changes the application state where the platform lets the library's
+  // own kit decide it (a desktop device, a test). Returns false, changing
+  // nothing, where the system alone owns the state (the default).
+  virtual bool setApplicationState(int state);
   // The device's locale identifier, e.g. "en_US" or "de_DE": date formats
   // follow its calendar rules (first day of the week, week-based year).
   virtual std::string locale() = 0;
@@ -62,6 +68,39 @@ class Env {
   virtual std::string homeDirectory() = 0;
   virtual std::string documentsDirectory() = 0;
   virtual std::string cachesDirectory() = 0;
+
+  // --- Files ---------------------------------------------------------------
+  // Paths are absolute, or relative to the process's working directory.
+  // Failures are reported by the result; nothing is thrown.
+  //
+  // The whole content of the file at path; nullopt when it is missing or
+  // cannot be read (a directory, no permission, an I/O error).
+  virtual std::optional<std::string> readFile(const std::string& path) = 0;
+  // True when path names an existing regular file.
+  virtual bool fileExists(const std::string& path) = 0;
+  // Replaces the file at path with contents, atomically: they are written
+  // to a uniquely named temporary file in the same directory, which is then
+  // renamed over path, so a reader (or a second writer, in this process or
+  // another) sees the old file or the new one whole, never a part. Returns
+  // false when it fails, leaving path as it was and no temporary behind.
+  // The directory must exist.
+  virtual bool writeFileAtomically(const std::string& path, const std::string& contents) = 0;
+  // The bare names of the entries of directory (no "." or ".."), in the
+  // order the system lists them; nullopt when it cannot be listed.
+  virtual std::optional<std::vector<std::string>> listDirectory(const std::string& directory) = 0;
+  // Removes the file at path. Returns true when a file was removed.
+  virtual bool removeFile(const std::string& path) = 0;
+  // Creates directory and every missing parent. Returns true when it
+  // exists as a directory afterwards.
+  virtual bool createDirectories(const std::string& directory) = 0;
+
+  // --- Threads -------------------------------------------------------------
+  // Runs work on a new detached thread, named name where the system keeps
+  // thread names (for debuggers; it may be shortened). work must not throw:
+  // anything escaping it is dropped. The thread never touches this Env, so
+  // it may outlive it. Returns false, dropping work, when no thread can be
+  // started.
+  virtual bool startThread(const std::string& name, std::function<void()> work) = 0;
 
   // --- Services ------------------------------------------------------------
   // Asks the system to open url (the store page of an app). Returns whether

@@ -11,16 +11,13 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <map>
 #include <random>
 #include <sstream>
-#include <system_error>
-#include <thread>
 #include <vector>
 
 #include "common/hex.h"
+#include "platform/posix_files.h"
 #include "platform/sqlite_key_value_store.h"
 #include "platform/sqlite_secure_store.h"
 
@@ -41,11 +38,9 @@ bool runOpenURLCommand(const std::string& command, const std::string& url) {
                              nullptr};
   pid_t pid = -1;
   if (posix_spawnp(&pid, command.c_str(), nullptr, nullptr, argv.data(), environ) != 0) return false;
-  try {
-    std::thread([pid] { waitpid(pid, nullptr, 0); }).detach();
-  } catch (const std::system_error&) {
-    // Left unreaped until the process ends; the URL was handed over.
-  }
+  // Without a reaper thread the child stays unreaped until the process
+  // ends; the URL was handed over all the same.
+  posix::startThread("qdx open-url", [pid] { waitpid(pid, nullptr, 0); });
   return true;
 }
 
@@ -113,11 +108,6 @@ bool looksLikeUuid(const std::string& text) {
     if (dash ? text[i] != '-' : !std::isxdigit(static_cast<unsigned char>(text[i]))) return false;
   }
   return true;
-}
-
-void makeDirectories(const std::string& path) {
-  std::error_code ec;
-  std::filesystem::create_directories(path, ec);
 }
 
 }  // namespace
@@ -212,9 +202,10 @@ void PosixEnv::setDataNetworkCode(unsigned code) {
   state_->network = code;
 }
 
-void PosixEnv::setApplicationState(int state) {
+bool PosixEnv::setApplicationState(int state) {
   std::lock_guard<std::mutex> lock(state_->mutex);
   state_->applicationState = state;
+  return true;
 }
 
 void PosixEnv::setHomeDirectory(std::string home) {
@@ -302,19 +293,13 @@ std::string PosixEnv::advertisingIdentifier() {
   // launches, as the system's would be.
   std::string directory = state_->home + "/Library/Preferences";
   std::string path = directory + "/qdx.advertising-identifier";
-  std::string stored;
-  {
-    std::ifstream in(path);
-    std::getline(in, stored);
-  }
+  std::string stored = posix::readFile(path).value_or("");
+  stored = stored.substr(0, stored.find('\n'));
   if (!looksLikeUuid(stored)) {
     stored = randomUppercaseUuid();
-    makeDirectories(directory);
-    std::string temporary = path + ".tmp";
-    std::ofstream out(temporary, std::ios::trunc);
-    out << stored << "\n";
-    out.close();
-    if (out) std::rename(temporary.c_str(), path.c_str());
+    // Unsaved, it is still this run's identifier; the next run makes another.
+    posix::createDirectories(directory);
+    posix::writeFileAtomically(path, stored + "\n");
   }
   state_->advertisingIdentifier = stored;
   return stored;
@@ -362,14 +347,38 @@ std::string PosixEnv::homeDirectory() {
 
 std::string PosixEnv::documentsDirectory() {
   std::string path = homeDirectory() + "/Documents";
-  makeDirectories(path);
+  posix::createDirectories(path);
   return path;
 }
 
 std::string PosixEnv::cachesDirectory() {
   std::string path = homeDirectory() + "/Library/Caches";
-  makeDirectories(path);
+  posix::createDirectories(path);
   return path;
+}
+
+std::optional<std::string> PosixEnv::readFile(const std::string& path) {
+  return posix::readFile(path);
+}
+
+bool PosixEnv::fileExists(const std::string& path) { return posix::fileExists(path); }
+
+bool PosixEnv::writeFileAtomically(const std::string& path, const std::string& contents) {
+  return posix::writeFileAtomically(path, contents);
+}
+
+std::optional<std::vector<std::string>> PosixEnv::listDirectory(const std::string& directory) {
+  return posix::listDirectory(directory);
+}
+
+bool PosixEnv::removeFile(const std::string& path) { return posix::removeFile(path); }
+
+bool PosixEnv::createDirectories(const std::string& directory) {
+  return posix::createDirectories(directory);
+}
+
+bool PosixEnv::startThread(const std::string& name, std::function<void()> work) {
+  return posix::startThread(name, std::move(work));
 }
 
 bool PosixEnv::openURL(const std::string& url) {
@@ -424,7 +433,7 @@ KeyValueBackend& PosixEnv::localStore() {
 SecureItemBackend& PosixEnv::keychain() {
   std::lock_guard<std::mutex> lock(state_->mutex);
   if (!state_->keychain) {
-    makeDirectories(state_->keychainDirectory);
+    posix::createDirectories(state_->keychainDirectory);
     ::chmod(state_->keychainDirectory.c_str(), 0700);  // the user's secrets only
     state_->keychain = std::make_unique<SqliteSecureStore>(
         SqliteSecureStore::databasePathInDirectory(state_->keychainDirectory));

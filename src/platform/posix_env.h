@@ -40,7 +40,6 @@ class PosixEnv : public Env {
   void setMachineIdentifier(std::string machine);  // default: uname()
   void setAdvertisingIdentifier(std::string idfa);  // default: stable per home
   void setDataNetworkCode(unsigned code);
-  void setApplicationState(int state);
   void setLocale(std::string locale);
   void setBundleResourceDirectory(std::string dir);
   // Changing the home directory reopens the local store under it.
@@ -68,12 +67,22 @@ class PosixEnv : public Env {
   std::string advertisingIdentifier() override;
   unsigned dataNetworkCode() override;
   int applicationState() override;
+  // Always accepted (true): on POSIX the kit or the host decides the state.
+  bool setApplicationState(int state) override;
   std::string locale() override;
   std::string bundleResourceDirectory() override;
   double now() override;
   std::string homeDirectory() override;
   std::string documentsDirectory() override;
   std::string cachesDirectory() override;
+  std::optional<std::string> readFile(const std::string& path) override;
+  bool fileExists(const std::string& path) override;
+  bool writeFileAtomically(const std::string& path, const std::string& contents) override;
+  std::optional<std::vector<std::string>> listDirectory(const std::string& directory) override;
+  bool removeFile(const std::string& path) override;
+  bool createDirectories(const std::string& directory) override;
+  // Threads carry name (shortened to 15 bytes) for debuggers.
+  bool startThread(const std::string& name, std::function<void()> work) override;
   bool openURL(const std::string& url) override;
   void log(const std::string& line) override;
   KeyValueBackend& localStore() override;

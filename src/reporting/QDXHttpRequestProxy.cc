@@ -1,7 +1,5 @@
 #include "reporting/QDXHttpRequestProxy.h"
 
-#include <filesystem>
-#include <fstream>
 
 #include "common/json_access.h"
 #include "common/time_format.h"
@@ -295,12 +293,14 @@ void QDXHttpRequestProxy::reportCrashWithDictionary(const Json& record) {
     if (answerAcknowledged(answer)) return;
     debugLog("异常信息已写入本地");
     const std::string directory = crashLogDirectory();
-    std::error_code ignored;
-    std::filesystem::create_directories(directory, ignored);
+    Env* env = Env::Default();
+    env->createDirectories(directory);
     const std::string path =
         directory + "/" + json::describe(json::member(record, "timestamp")) + ".log";
-    { std::ofstream create(path, std::ios::binary | std::ios::trunc); }
-    writePropertyListDictionary(record, path);
+    env->writeFileAtomically(path, "");  // made empty first, then filled
+    if (!writePropertyListDictionary(record, path)) {
+      debugLog("The crash log " + path + " could not be written");
+    }
   });
 }
 

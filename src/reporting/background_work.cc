@@ -1,11 +1,10 @@
 #include "reporting/background_work.h"
 
 #include <atomic>
-#include <exception>
 #include <string>
-#include <thread>
 
 #include "common/no_throw.h"
+#include "platform/env.h"
 #include "sdk/QDXLog.h"
 
 namespace qdx {
@@ -16,14 +15,13 @@ std::atomic<int> inFlight{0};
 
 void runDetached(const char* what, std::function<void()> work) {
   inFlight.fetch_add(1);
-  try {
-    std::thread([what, work = std::move(work)] {
-      noThrow(what, work);
-      inFlight.fetch_sub(1);
-    }).detach();
-  } catch (const std::exception& e) {
+  const bool started = Env::Default()->startThread(what, [what, work = std::move(work)] {
+    noThrow(what, work);
     inFlight.fetch_sub(1);
-    debugLog(std::string(what) + " not started: " + e.what());
+  });
+  if (!started) {
+    inFlight.fetch_sub(1);
+    debugLog(std::string(what) + " not started: no thread could be made");
   }
 }
 

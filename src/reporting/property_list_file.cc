@@ -2,11 +2,10 @@
 
 #include <plist/plist.h>
 
-#include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <memory>
-#include <unistd.h>
+#include <optional>
+
+#include "platform/env.h"
 
 namespace qdx {
 
@@ -127,28 +126,13 @@ bool writePropertyListDictionary(const Json& dictionary, const std::string& path
   std::string text(xml, length);
   plist_to_xml_free(xml);
 
-  std::string temporary = path + ".tmp-" + std::to_string(::getpid());
-  {
-    std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-    if (!out) return false;
-    out.write(text.data(), static_cast<std::streamsize>(text.size()));
-    if (!out.flush()) {
-      std::remove(temporary.c_str());
-      return false;
-    }
-  }
-  if (std::rename(temporary.c_str(), path.c_str()) != 0) {
-    std::remove(temporary.c_str());
-    return false;
-  }
-  return true;
+  return Env::Default()->writeFileAtomically(path, text);
 }
 
 Json readPropertyListDictionary(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return Json();
-  std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (text.empty()) return Json();
+  const std::optional<std::string> read = Env::Default()->readFile(path);
+  if (!read || read->empty()) return Json();
+  const std::string& text = *read;
   plist_t parsed = nullptr;
   plist_from_xml(text.data(), static_cast<uint32_t>(text.size()), &parsed);
   PlistPtr root(parsed);

@@ -7,8 +7,8 @@
 
 namespace qdx {
 
-// Writes dictionary as an XML property list to path, atomically (a sibling
-// temporary file renamed over path). Strings, integers, floats, booleans,
+// Writes dictionary as an XML property list to path, atomically (through
+// Env::writeFileAtomically). Strings, integers, floats, booleans,
 // arrays and dictionaries are kept with their kinds; null members are
 // left out, as a property list cannot hold them. Returns false when
 // dictionary is not an object or the file cannot be written.

@@ -1,11 +1,11 @@
 #include "reporting/startup_reports.h"
 
-#include <filesystem>
 #include <functional>
 #include <vector>
 
 #include "common/json_access.h"
 #include "identity/QDXKeyChain.h"
+#include "platform/env.h"
 #include "reporting/QDXEvent.h"
 #include "reporting/QDXHttpRequestProxy.h"
 #include "reporting/QDXStatisticManager.h"
@@ -20,19 +20,6 @@
 #include "sdk/store_keys.h"
 
 namespace qdx {
-
-namespace {
-
-std::vector<std::string> listEntries(const std::string& directory) {
-  std::vector<std::string> names;
-  std::error_code error;
-  std::filesystem::directory_iterator it(directory, error);
-  if (error) return names;
-  for (const auto& entry : it) names.push_back(entry.path().filename().string());
-  return names;
-}
-
-}  // namespace
 
 void runOnlineStartup(const std::string& bundleVersion) {
   QDXHttpRequestProxy& reporter = QDXHttpRequestProxy::shareInstance();
@@ -71,7 +58,9 @@ void runOnlineStartup(const std::string& bundleVersion) {
 void uploadCrashLogs() {
   const std::string directory = QDXHttpRequestProxy::crashLogDirectory();
   const std::string url = endpointURL(endpoints::kErrorLogReport);
-  for (const std::string& name : listEntries(directory)) {
+  const std::vector<std::string> names =
+      Env::Default()->listDirectory(directory).value_or(std::vector<std::string>());
+  for (const std::string& name : names) {
     // The bare name, deliberately: see the contract in the header.
     const Json record = readPropertyListDictionary(name);
     const std::string path = directory + "/" + name;
@@ -79,8 +68,7 @@ void uploadCrashLogs() {
         url, record,
         [path](const std::string& data, const QDXURLResponse&, const std::optional<std::string>&) {
           if (data.empty() || !answerAcknowledged(data)) return;
-          std::error_code ignored;
-          std::filesystem::remove(path, ignored);
+          Env::Default()->removeFile(path);
         });
   }
 }

@@ -4,7 +4,6 @@
 #include <deque>
 #include <exception>
 #include <mutex>
-#include <thread>
 #include <utility>
 
 #include "identity/QDXDevInfo.h"
@@ -57,12 +56,8 @@ class ExchangeWorkers {
     jobs_.push_back(std::move(job));
     ++unfinished_;
     if (idle_ < jobs_.size() && started_ < kMaxWorkers) {
-      try {
-        std::thread(&ExchangeWorkers::work, this).detach();
-        ++started_;
-      } catch (const std::exception&) {
-        // No new thread: the queued job waits for a running worker.
-      }
+      // Without a new thread the queued job waits for a running worker.
+      if (Env::Default()->startThread("qdx http worker", [this] { work(); })) ++started_;
     }
     ready_.notify_one();
   }

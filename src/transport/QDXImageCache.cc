@@ -2,10 +2,6 @@
 
 #include <algorithm>
 #include <exception>
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "platform/env.h"
 #include "sdk/QDXLog.h"
@@ -13,23 +9,6 @@
 #include "transport/QDXmd5.h"
 
 namespace qdx {
-
-namespace {
-
-std::optional<std::string> readWholeFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return std::nullopt;
-  std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (in.bad()) return std::nullopt;
-  return bytes;
-}
-
-bool isRegularFile(const std::string& path) {
-  std::error_code ignored;
-  return std::filesystem::is_regular_file(path, ignored);
-}
-
-}  // namespace
 
 QDXImageCache& QDXImageCache::shareInstance() {
   // Never destroyed: background lookups may still run during exit.
@@ -39,8 +18,7 @@ QDXImageCache& QDXImageCache::shareInstance() {
 
 QDXImageCache::QDXImageCache() {
   diskCachePath_ = Env::Default()->cachesDirectory() + "/ImageCache";
-  std::error_code ignored;
-  std::filesystem::create_directories(diskCachePath_, ignored);
+  Env::Default()->createDirectories(diskCachePath_);  // a failure shows as misses
 }
 
 std::string QDXImageCache::filePathForURL(const std::string& url) const {
@@ -69,8 +47,10 @@ std::optional<std::string> QDXImageCache::lookup(const std::string& url) {
   if (entry->imageData) return entry->imageData;
 
   filePath_ = filePathForURL(url);
-  if (isRegularFile(filePath_)) {
-    entry->imageData = readWholeFile(filePath_);
+  Env* env = Env::Default();
+  if (env->fileExists(filePath_)) {
+    // An unreadable file gives no bytes: the entry is refused below.
+    entry->imageData = env->readFile(filePath_);
     if (!inMemory) insertLocked(entry, url);
     // The file is not written again.
   } else {
@@ -87,18 +67,8 @@ void QDXImageCache::writeImageDataToDisk(const std::string& bytes) {
 
 void QDXImageCache::writeLocked(const std::string& bytes) {
   if (filePath_.empty()) return;
-  // Atomic: a sibling file renamed over the target; failures are ignored.
-  std::string temporary = filePath_ + ".tmp";
-  {
-    std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-    if (!out) return;
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    if (!out.flush()) {
-      std::remove(temporary.c_str());
-      return;
-    }
-  }
-  if (std::rename(temporary.c_str(), filePath_.c_str()) != 0) std::remove(temporary.c_str());
+  // A failed write leaves no file: the image is downloaded again next time.
+  Env::Default()->writeFileAtomically(filePath_, bytes);
 }
 
 bool QDXImageCache::cleanOldMemoryCache(std::shared_ptr<QDXImageDataInfo> entry,

@@ -3,6 +3,7 @@
 #include "reporting/QDXHttpRequestProxy.h"
 
 #include "reporting_fixture.h"
+#include "support/fault_env.h"
 
 namespace qdx::testing {
 namespace {
@@ -94,6 +95,29 @@ TEST_F(AcknowledgementTest, ARefusedBaseInfoOrAnUnansweredCrashRecordLeavesNothi
   reporter().reportCrashWithDictionary({{"ex_st", "s"}, {"ex_msg", "m"}, {"timestamp", 5}});
   EXPECT_TRUE(env_.logContains("异常信息 return nil"));
   EXPECT_FALSE(std::filesystem::exists(QDXHttpRequestProxy::crashLogDirectory()));
+}
+
+// A refused crash record whose file cannot be written costs one log line
+// and that record only: earlier crash logs and pending events stay.
+TEST_F(AcknowledgementTest, ARefusedCrashRecordThatCannotBeWrittenLosesNothingElse) {
+  const std::string directory = QDXHttpRequestProxy::crashLogDirectory();
+  fs::create_directories(directory);
+  const Json earlier = {{"ex_st", "old"}, {"ex_msg", "kept"}, {"timestamp", 4}};
+  ASSERT_TRUE(writePropertyListDictionary(earlier, directory + "/4.log"));
+  const Json pending = Json::array({R"({"id":"A","event_list":[]})"});
+  QDXUserDefaults::saveToLocal(pending, "QDX_REPORT_EVENT_LIST");
+  FaultEnv faults;
+  faults.failWritesTo("/5.log");
+
+  ASSERT_TRUE(server_.setFault("error_log_report:retcode:1"));
+  reporter().reportCrashWithDictionary({{"ex_st", "s"}, {"ex_msg", "m"}, {"timestamp", 5}});
+  EXPECT_TRUE(env_.logContains("异常信息已写入本地"));
+  EXPECT_EQ(env_.logCount("could not be written"), 1u);
+  EXPECT_GE(faults.refusedWrites(), 1);
+  EXPECT_FALSE(fs::exists(directory + "/5.log"));
+  EXPECT_EQ(readPropertyListDictionary(directory + "/4.log"), earlier);
+  EXPECT_EQ(stored("QDX_REPORT_EVENT_LIST"), pending);
+  EXPECT_EQ(bodiesFor("error_log_report").size(), 1u);
 }
 
 // A refused use-time report stays stored; the next call in the same

@@ -99,7 +99,8 @@ ReferenceServer::ReferenceServer(Options options) : owner_(getpid()) {
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
   if (port_ > 0) {
-    if (auto* posix = dynamic_cast<PosixEnv*>(Env::Default())) configure(*posix);
+    TestEnv* env = TestEnv::installed();
+    if (env != nullptr && Env::Default() == env) configure(*env);
   }
 }
 

@@ -1,15 +1,16 @@
 #pragma once
 // Runs the reference ad server (the qdx-server program) for one test: on a
 // free port of 127.0.0.1, with its own journal, killed when the object
-// goes. The Env installed at construction (a TestEnv, or the POSIX default)
-// is pointed at it: the test CA is trusted and api.qdx.example:443 is
-// connected to the server's port.
+// goes. The TestEnv installed at construction, if any, is pointed at it:
+// the test CA is trusted and api.qdx.example:443 is connected to the
+// server's port.
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "platform/posix_env.h"
 #include "qdx/QDXTypes.h"
+#include "support/test_env.h"
 
 namespace qdx {
 
@@ -38,6 +39,7 @@ class ReferenceServer {
   std::string connectTo() const;
   // Trusts the test CA and maps the API host to this server in env.
   void configure(PosixEnv& env) const;
+  void configure(TestEnv& env) const { configure(env.posix()); }
 
   // Every journal entry so far, oldest first (read from the journal file).
   std::vector<Json> journal() const;

@@ -35,11 +35,16 @@ TestEnv* installedTestEnv = nullptr;
 
 }  // namespace
 
-TestEnv::TestEnv() : root_(makeTemporaryRoot()), ownsRoot_(true) { configure(); }
-
-TestEnv::TestEnv(std::string existingRoot) : root_(std::move(existingRoot)), ownsRoot_(false) {
+TestEnv::TestEnv() : EnvWrapper(&posix_), root_(makeTemporaryRoot()), ownsRoot_(true) {
   configure();
 }
+
+TestEnv::TestEnv(std::string existingRoot)
+    : EnvWrapper(&posix_), root_(std::move(existingRoot)), ownsRoot_(false) {
+  configure();
+}
+
+TestEnv* TestEnv::installed() { return installedTestEnv; }
 
 void TestEnv::configure() {
   setHomeDirectory(root_ + "/home");
@@ -95,7 +100,7 @@ void TestEnv::setNow(double secondsSince1970) {
 }
 
 void TestEnv::advance(double seconds) {
-  double base = PosixEnv::now();
+  double base = posix_.now();
   std::lock_guard<std::mutex> lock(mutex_);
   fixedNow_ = fixedNow_.value_or(base) + seconds;
 }
@@ -105,7 +110,7 @@ double TestEnv::now() {
     std::lock_guard<std::mutex> lock(mutex_);
     if (fixedNow_) return *fixedNow_;
   }
-  return PosixEnv::now();
+  return posix_.now();
 }
 
 std::vector<std::string> TestEnv::logLines() const {

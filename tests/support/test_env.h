@@ -1,17 +1,20 @@
 #pragma once
-// The platform for tests: a PosixEnv rooted in a fresh temporary directory,
-// with captured log lines and opened URLs and an optional fixed clock. It
-// installs itself as Env::Default() for its lifetime.
+// The platform for tests: an EnvWrapper around a PosixEnv of its own,
+// rooted in a fresh temporary directory, with captured log lines and opened
+// URLs and an optional fixed clock. It installs itself as Env::Default()
+// for its lifetime.
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/env_wrapper.h"
 #include "platform/posix_env.h"
 
 namespace qdx {
 
-class TestEnv : public PosixEnv {
+class TestEnv : public EnvWrapper {
  public:
   // A fresh root (qdx-test-XXXXXX under $TMPDIR or /tmp), removed again by
   // the destructor unless QDX_KEEP_TEST_DIRS is set.
@@ -48,9 +51,43 @@ class TestEnv : public PosixEnv {
   // Every URL the SDK asked to open, in order (each one "succeeds").
   std::vector<std::string> openedURLs() const;
 
+  // The TestEnv made most recently and still alive, or nullptr.
+  static TestEnv* installed();
+
+  // The wrapped POSIX platform, for what only it offers.
+  PosixEnv& posix() { return posix_; }
+
+  // The wrapped PosixEnv's configuration, forwarded (see posix_env.h).
+  // setLogSink and setOpenURLHandler replace the capture above.
+  void setBundleInfo(const std::string& key, const std::string& value) {
+    posix_.setBundleInfo(key, value);
+  }
+  void removeBundleInfo(const std::string& key) { posix_.removeBundleInfo(key); }
+  void setMainScreen(ScreenMetrics screen) { posix_.setMainScreen(screen); }
+  void setSystemVersion(std::string version) { posix_.setSystemVersion(std::move(version)); }
+  void setMachineIdentifier(std::string machine) { posix_.setMachineIdentifier(std::move(machine)); }
+  void setAdvertisingIdentifier(std::string idfa) { posix_.setAdvertisingIdentifier(std::move(idfa)); }
+  void setDataNetworkCode(unsigned code) { posix_.setDataNetworkCode(code); }
+  void setLocale(std::string locale) { posix_.setLocale(std::move(locale)); }
+  void setBundleResourceDirectory(std::string dir) { posix_.setBundleResourceDirectory(std::move(dir)); }
+  void setHomeDirectory(std::string home) { posix_.setHomeDirectory(std::move(home)); }
+  void setKeychainDirectory(std::string dir) { posix_.setKeychainDirectory(std::move(dir)); }
+  void setCaFile(std::string path) { posix_.setCaFile(std::move(path)); }
+  void setConnectTo(std::vector<std::string> mappings) { posix_.setConnectTo(std::move(mappings)); }
+  void setLogSink(std::function<void(const std::string&)> sink) { posix_.setLogSink(std::move(sink)); }
+  void setOpenURLHandler(std::function<bool(const std::string&)> handler) {
+    posix_.setOpenURLHandler(std::move(handler));
+  }
+  std::string keychainDirectory() { return posix_.keychainDirectory(); }
+  std::string caFile() { return posix_.caFile(); }
+  std::vector<std::string> connectTo() { return posix_.connectTo(); }
+
  private:
   void configure();
 
+  // Wrapped by the EnvWrapper base, which only keeps its address while it
+  // is being built.
+  PosixEnv posix_;
   std::string root_;
   bool ownsRoot_;
   TestEnv* outer_ = nullptr;

@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "reporting/reporting_fixture.h"
+#include "support/fault_env.h"
 #include "transport/QDXmd5.h"
 
 namespace qdx::testing {
@@ -50,6 +51,23 @@ TEST_F(ImageCacheDiskTest, ARestartReadsTheMd5NamedFileBackWithoutRewritingIt) {
   EXPECT_EQ(std::filesystem::last_write_time(path), written) << "not written again";
   ASSERT_NE(laterLaunch.memoryEntry(kImageURL), nullptr) << "put back into memory";
   EXPECT_NEAR(laterLaunch.cacheSize(), 9 / 1024.0, 1e-6);
+}
+
+// A cached file that exists but cannot be read is a miss like no other:
+// nothing is returned or kept, and the network is not asked either.
+TEST_F(ImageCacheDiskTest, AnUnreadableCachedFileGivesNothingAndKeepsNothing) {
+  QDXImageCache cache;
+  const std::string path = cache.filePathForURL(kImageURL);
+  std::ofstream(path, std::ios::binary) << "PNG bytes";
+  FaultEnv faults;
+  faults.failReadsOf(path);
+
+  EXPECT_EQ(cache.getImageFromString(kImageURL), std::nullopt);
+  EXPECT_EQ(faults.refusedReads(), 1);
+  EXPECT_EQ(cache.memoryEntry(kImageURL), nullptr);
+  EXPECT_EQ(cache.cacheSize(), 0.0f);
+  EXPECT_TRUE(env_.logContains("加载" + kImageURL + "后没有得到数据"));
+  EXPECT_TRUE(std::filesystem::exists(path)) << "left for a later launch";
 }
 
 using ImageCacheMemoryTest = LocalReportingTest;
@@ -123,6 +141,19 @@ TEST_F(ImageCacheNetworkTest, AMissDownloadsOnceMemoryServesAfterwardsAndNothing
   EXPECT_FALSE(std::filesystem::exists(cache.filePathForURL(missing))) << "never reachable";
   EXPECT_EQ(cache.memoryCacheKeys(), std::vector<std::string>{kImageURL});
   EXPECT_TRUE(env_.logContains("加载" + missing + "后没有得到数据"));
+}
+
+TEST_F(ImageCacheNetworkTest, ADownloadWhoseFileCannotBeWrittenIsStillReturnedAndKept) {
+  QDXImageCache cache;
+  FaultEnv faults;
+  faults.failWritesTo(cache.diskCachePath());
+  const std::optional<std::string> downloaded = cache.getImageFromString(kImageURL);
+  ASSERT_TRUE(downloaded.has_value());
+  EXPECT_EQ(downloaded->substr(1, 3), "PNG");
+  EXPECT_EQ(faults.refusedWrites(), 1);
+  EXPECT_TRUE(std::filesystem::is_empty(cache.diskCachePath())) << "nothing half-written";
+  EXPECT_EQ(cache.getImageFromString(kImageURL), downloaded) << "served from memory";
+  EXPECT_EQ(server_.entriesFor("images/close120.png").size(), 1u);
 }
 
 }  // namespace
