@@ -10,13 +10,14 @@
 #include <string>
 
 #include "qdx/QDXADDelegate.h"
+#include "qdx/QDXExport.h"
 #include "qdx/kit/View.h"
 
 namespace qdx {
 
 class QDXADRequest;
 
-class QDXAD : public std::enable_shared_from_this<QDXAD> {
+class QDX_EXPORT QDXAD : public std::enable_shared_from_this<QDXAD> {
  public:
   // Starts the SDK, synchronously on the calling thread: stores the app id,
   // app key, channel ("AppStore" when channel is empty) and the app

@@ -4,11 +4,13 @@
 // (ad requests on a background thread; taps and closes on the main thread).
 #include <memory>
 
+#include "qdx/QDXExport.h"
+
 namespace qdx {
 
 class QDXADRequest;
 
-class QDXADDelegate {
+class QDX_EXPORT QDXADDelegate {
  public:
   virtual ~QDXADDelegate() = default;
 

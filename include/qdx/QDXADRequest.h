@@ -5,12 +5,13 @@
 #include <memory>
 
 #include "qdx/QDXADType.h"
+#include "qdx/QDXExport.h"
 #include "qdx/kit/View.h"
 #include "qdx/kit/ViewController.h"
 
 namespace qdx {
 
-class QDXADRequest {
+class QDX_EXPORT QDXADRequest {
  public:
   // A request for an ad of adType shown in the view of the current top view
   // controller (getCurrentVC). Type 1 (banner) becomes a top banner at

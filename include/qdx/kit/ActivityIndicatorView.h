@@ -1,5 +1,6 @@
 #pragma once
 // A spinner that shows work in progress. Hidden while stopped (by default).
+#include "qdx/QDXExport.h"
 #include "qdx/kit/Color.h"
 #include "qdx/kit/View.h"
 
@@ -11,7 +12,7 @@ enum ActivityIndicatorViewStyle : int {
   ActivityIndicatorViewStyleGray = 2,
 };
 
-class ActivityIndicatorView : public View {
+class QDX_EXPORT ActivityIndicatorView : public View {
  public:
   // Draws the spokes's content through the painter.
   void drawContent(Painter& painter) const override;

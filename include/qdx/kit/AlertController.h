@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "qdx/QDXExport.h"
 #include "qdx/kit/ViewController.h"
 
 namespace qdx::kit {
@@ -23,7 +24,7 @@ enum AlertControllerStyle : int {
   AlertControllerStyleAlert = 1,
 };
 
-class AlertAction : public std::enable_shared_from_this<AlertAction> {
+class QDX_EXPORT AlertAction : public std::enable_shared_from_this<AlertAction> {
  public:
   using Handler = std::function<void(const std::shared_ptr<AlertAction>& action)>;
 
@@ -44,7 +45,7 @@ class AlertAction : public std::enable_shared_from_this<AlertAction> {
   Handler handler_;
 };
 
-class AlertController : public ViewController {
+class QDX_EXPORT AlertController : public ViewController {
  public:
   static std::shared_ptr<AlertController> alertControllerWithTitle(
       std::optional<std::string> title, std::optional<std::string> message,

@@ -6,11 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "qdx/QDXExport.h"
+
 namespace qdx::kit {
 
 class AlertView;
 
-class AlertViewDelegate {
+class QDX_EXPORT AlertViewDelegate {
  public:
   virtual ~AlertViewDelegate() = default;
   // A button was pressed; the alert is dismissed afterwards.
@@ -19,7 +21,7 @@ class AlertViewDelegate {
   }
 };
 
-class AlertView : public std::enable_shared_from_this<AlertView> {
+class QDX_EXPORT AlertView : public std::enable_shared_from_this<AlertView> {
  public:
   AlertView(std::optional<std::string> title, std::optional<std::string> message,
             std::weak_ptr<AlertViewDelegate> delegate,

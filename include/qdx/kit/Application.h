@@ -6,13 +6,15 @@
 #include <string>
 #include <vector>
 
+#include "qdx/QDXExport.h"
+
 namespace qdx::kit {
 
 class AlertView;
 class Window;
 
 // The host's application delegate; the SDK reads only its window.
-class ApplicationDelegate {
+class QDX_EXPORT ApplicationDelegate {
  public:
   virtual ~ApplicationDelegate() = default;
   std::shared_ptr<Window> window;
@@ -24,7 +26,7 @@ enum ApplicationState : int {
   ApplicationStateBackground = 2,
 };
 
-class Application {
+class QDX_EXPORT Application {
  public:
   static Application& sharedApplication();
 

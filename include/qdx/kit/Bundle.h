@@ -8,11 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "qdx/QDXExport.h"
 #include "qdx/kit/View.h"
 
 namespace qdx::kit {
 
-class Bundle {
+class QDX_EXPORT Bundle {
  public:
   // Builds a fresh instance of an interface file: its top-level objects in
   // file order.

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "qdx/QDXExport.h"
 #include "qdx/kit/Color.h"
 #include "qdx/kit/Control.h"
 #include "qdx/kit/Font.h"
@@ -17,7 +18,7 @@ enum ButtonType : int {
   ButtonTypeSystem = 1,
 };
 
-class Button : public Control {
+class QDX_EXPORT Button : public Control {
  public:
   // Draws the image and title's content through the painter.
   void drawContent(Painter& painter) const override;

@@ -1,10 +1,11 @@
 #pragma once
 // Colours as red, green, blue and alpha components in 0...1 (not
 // premultiplied), with the toolkit's named colours.
+#include "qdx/QDXExport.h"
 
 namespace qdx::kit {
 
-struct Color {
+struct QDX_EXPORT Color {
   double red = 0;
   double green = 0;
   double blue = 0;

@@ -5,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+#include "qdx/QDXExport.h"
 #include "qdx/kit/View.h"
 
 namespace qdx::kit {
@@ -26,7 +27,7 @@ enum : ControlState {
   ControlStateSelected = 1u << 2,
 };
 
-class Control : public View {
+class QDX_EXPORT Control : public View {
  public:
   using Action = std::function<void(const std::shared_ptr<Control>& sender)>;
 

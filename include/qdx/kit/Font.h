@@ -6,11 +6,13 @@
 #include <memory>
 #include <string>
 
+#include "qdx/QDXExport.h"
+
 namespace qdx::kit {
 
 enum class FontWeight { Light, Regular, Bold };
 
-class Font {
+class QDX_EXPORT Font {
  public:
   // A font named name at size points. Never nullptr; an empty name means
   // the system font.

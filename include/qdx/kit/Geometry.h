@@ -1,22 +1,23 @@
 #pragma once
 // Plane geometry in points: the coordinate system of views. The origin is
 // the top left corner, x grows to the right and y downwards.
+#include "qdx/QDXExport.h"
 
 namespace qdx::kit {
 
-struct Point {
+struct QDX_EXPORT Point {
   double x = 0;
   double y = 0;
   friend bool operator==(const Point&, const Point&) = default;
 };
 
-struct Size {
+struct QDX_EXPORT Size {
   double width = 0;
   double height = 0;
   friend bool operator==(const Size&, const Size&) = default;
 };
 
-struct Rect {
+struct QDX_EXPORT Rect {
   Point origin;
   Size size;
 
@@ -42,7 +43,7 @@ struct Rect {
   friend bool operator==(const Rect&, const Rect&) = default;
 };
 
-struct EdgeInsets {
+struct QDX_EXPORT EdgeInsets {
   double top = 0;
   double left = 0;
   double bottom = 0;

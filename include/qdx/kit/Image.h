@@ -7,12 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "qdx/QDXExport.h"
 #include "qdx/kit/Color.h"
 #include "qdx/kit/Geometry.h"
 
 namespace qdx::kit {
 
-class Image {
+class QDX_EXPORT Image {
  public:
   // Decodes PNG or JPEG bytes. Returns nullptr for absent, empty or
   // undecodable data (never throws). The image's scale is 1, so its size in

@@ -2,12 +2,13 @@
 // A view that shows an image scaled to fill its bounds.
 #include <memory>
 
+#include "qdx/QDXExport.h"
 #include "qdx/kit/Image.h"
 #include "qdx/kit/View.h"
 
 namespace qdx::kit {
 
-class ImageView : public View {
+class QDX_EXPORT ImageView : public View {
  public:
   // Draws the image's content through the painter.
   void drawContent(Painter& painter) const override;

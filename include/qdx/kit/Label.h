@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "qdx/QDXExport.h"
 #include "qdx/kit/Color.h"
 #include "qdx/kit/Font.h"
 #include "qdx/kit/View.h"
@@ -21,7 +22,7 @@ enum TextAlignment : int {
 // UTF-8 text with extra letter spacing over ranges. Ranges count UTF-16
 // code units, as the platform's string lengths do (one per Chinese
 // character, two per emoji).
-class AttributedString {
+class QDX_EXPORT AttributedString {
  public:
   struct Kern {
     std::size_t location;
@@ -45,7 +46,7 @@ class AttributedString {
   std::vector<Kern> kerns_;
 };
 
-class Label : public View {
+class QDX_EXPORT Label : public View {
  public:
   // Draws the text's content through the painter.
   void drawContent(Painter& painter) const override;

@@ -3,12 +3,13 @@
 // out of a narrow frame, as they do on the device).
 #include <optional>
 
+#include "qdx/QDXExport.h"
 #include "qdx/kit/Color.h"
 #include "qdx/kit/Control.h"
 
 namespace qdx::kit {
 
-class PageControl : public Control {
+class QDX_EXPORT PageControl : public Control {
  public:
   // Draws the dots's content through the painter.
   void drawContent(Painter& painter) const override;

@@ -4,9 +4,11 @@
 // platform puts after them.
 #include <memory>
 
+#include "qdx/QDXExport.h"
+
 namespace qdx::kit {
 
-class Responder : public std::enable_shared_from_this<Responder> {
+class QDX_EXPORT Responder : public std::enable_shared_from_this<Responder> {
  public:
   virtual ~Responder() = default;
   // The next object in the chain, or nullptr at its end.

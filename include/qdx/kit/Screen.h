@@ -1,10 +1,11 @@
 #pragma once
 // The main screen, as the platform reports it.
+#include "qdx/QDXExport.h"
 #include "qdx/kit/Geometry.h"
 
 namespace qdx::kit {
 
-class Screen {
+class QDX_EXPORT Screen {
  public:
   static Screen mainScreen();
   // (0, 0, width, height) in points.

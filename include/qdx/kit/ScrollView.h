@@ -4,6 +4,7 @@
 // multiples of the view's width.
 #include <memory>
 
+#include "qdx/QDXExport.h"
 #include "qdx/kit/View.h"
 
 namespace qdx::kit {
@@ -11,7 +12,7 @@ namespace qdx::kit {
 class ScrollView;
 
 // What a scroll view tells its delegate. Every method is optional.
-class ScrollViewDelegate {
+class QDX_EXPORT ScrollViewDelegate {
  public:
   virtual ~ScrollViewDelegate() = default;
   // The content offset changed.
@@ -23,7 +24,7 @@ class ScrollViewDelegate {
   virtual void scrollViewDidEndDecelerating(ScrollView& scrollView) { (void)scrollView; }
 };
 
-class ScrollView : public View {
+class QDX_EXPORT ScrollView : public View {
  public:
   using View::View;
 

@@ -5,11 +5,13 @@
 #include <memory>
 #include <vector>
 
+#include "qdx/QDXExport.h"
+
 namespace qdx::kit {
 
 class View;
 
-class TapGestureRecognizer : public std::enable_shared_from_this<TapGestureRecognizer> {
+class QDX_EXPORT TapGestureRecognizer : public std::enable_shared_from_this<TapGestureRecognizer> {
  public:
   using Action = std::function<void(const std::shared_ptr<TapGestureRecognizer>& sender)>;
 

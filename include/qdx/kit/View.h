@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "qdx/QDXExport.h"
 #include "qdx/kit/Color.h"
 #include "qdx/kit/Geometry.h"
 #include "qdx/kit/Responder.h"
@@ -20,7 +21,7 @@ class ViewController;
 class Window;
 
 // The drawing attributes of a view's backing layer.
-struct Layer {
+struct QDX_EXPORT Layer {
   Color borderColor = Color::black();
   double borderWidth = 0;
   double cornerRadius = 0;
@@ -32,7 +33,7 @@ struct Layer {
   double shadowRadius = 3;
 };
 
-class View : public Responder {
+class QDX_EXPORT View : public Responder {
  public:
   View();
   explicit View(const Rect& frame);

@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 
+#include "qdx/QDXExport.h"
 #include "qdx/kit/Responder.h"
 #include "qdx/kit/View.h"
 
@@ -33,7 +34,7 @@ enum : InterfaceOrientationMask {
   InterfaceOrientationMaskAllButUpsideDown = (1u << 1) | (1u << 3) | (1u << 4),
 };
 
-class ViewController : public Responder {
+class QDX_EXPORT ViewController : public Responder {
  public:
   using Completion = std::function<void()>;
 

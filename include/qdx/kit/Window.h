@@ -2,6 +2,7 @@
 // Windows: the roots of view trees, stacked by level.
 #include <memory>
 
+#include "qdx/QDXExport.h"
 #include "qdx/kit/View.h"
 #include "qdx/kit/ViewController.h"
 
@@ -12,7 +13,7 @@ inline constexpr WindowLevel WindowLevelNormal = 0;
 inline constexpr WindowLevel WindowLevelStatusBar = 1000;
 inline constexpr WindowLevel WindowLevelAlert = 2000;
 
-class Window : public View {
+class QDX_EXPORT Window : public View {
  public:
   // A window as large as the main screen.
   Window();

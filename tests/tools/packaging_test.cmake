@@ -1,0 +1,57 @@
+# cmake -P script: installs qdx from BUILD_DIR into WORK_DIR/prefix, builds
+# the host app in EXAMPLE_DIR against it twice (find_package, then
+# `c++ main.cc $(pkg-config --cflags --libs --static qdx)`) and runs each
+# build offline; any failing step fails the test with its output.
+# CXX_FLAGS and LINKER_FLAGS carry the build's own flags (a sanitizer build's
+# library needs its runtime in the host app too).
+foreach(var BUILD_DIR EXAMPLE_DIR WORK_DIR CXX PKG_CONFIG)
+  if(NOT ${var})
+    message(FATAL_ERROR "packaging test: ${var} is not set")
+  endif()
+endforeach()
+
+set(prefix ${WORK_DIR}/prefix)
+file(REMOVE_RECURSE ${WORK_DIR})
+file(MAKE_DIRECTORY ${WORK_DIR}/home)
+
+# Runs a command; stops the test with its output when it fails. The output
+# is left in step_output.
+function(step name)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE result
+                  OUTPUT_VARIABLE output ERROR_VARIABLE output)
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "packaging test: ${name} failed (${result}):\n${output}")
+  endif()
+  message(STATUS "packaging test: ${name}: ok")
+  set(step_output "${output}" PARENT_SCOPE)
+endfunction()
+
+# The host app must start the SDK and say so; its files stay in WORK_DIR.
+function(run_host_app name program)
+  step("${name}" ${CMAKE_COMMAND} -E env QDX_HOME=${WORK_DIR}/home/${name}
+       QDX_KEYCHAIN_DIR=${WORK_DIR}/home/${name}-keychain ${program})
+  if(NOT step_output MATCHES "SDK started offline")
+    message(FATAL_ERROR "packaging test: ${name} did not start the SDK:\n${step_output}")
+  endif()
+endfunction()
+
+step("install" ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
+foreach(installed include/qdx/QDXAD.h include/qdx/QDXExport.h include/qdx/kit/View.h
+                  lib/cmake/qdx/qdxConfig.cmake lib/pkgconfig/qdx.pc)
+  if(NOT EXISTS ${prefix}/${installed})
+    message(FATAL_ERROR "packaging test: ${installed} was not installed")
+  endif()
+endforeach()
+
+step("configure with find_package" ${CMAKE_COMMAND} -S ${EXAMPLE_DIR} -B ${WORK_DIR}/cmake
+     -G Ninja -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_CXX_COMPILER=${CXX}
+     "-DCMAKE_CXX_FLAGS=${CXX_FLAGS}" "-DCMAKE_EXE_LINKER_FLAGS=${LINKER_FLAGS}")
+step("build with find_package" ${CMAKE_COMMAND} --build ${WORK_DIR}/cmake)
+run_host_app("run the find_package build" ${WORK_DIR}/cmake/qdx-host-app)
+
+# The compiler line a Makefile or a shell would use.
+set(ENV{PKG_CONFIG_PATH} ${prefix}/lib/pkgconfig)
+step("build with pkg-config" sh -c
+     "\"${CXX}\" ${CXX_FLAGS} \"${EXAMPLE_DIR}/main.cc\" -o \"${WORK_DIR}/host-app-pc\" \
+$(\"${PKG_CONFIG}\" --cflags --libs --static qdx) ${LINKER_FLAGS}")
+run_host_app("run the pkg-config build" ${WORK_DIR}/host-app-pc)
