@@ -8,7 +8,7 @@
 #include <atomic>
 #include <string>
 
-#include "platform/run_loop.h"
+#include "qdx/RunLoop.h"
 #include "qdx/QDXAD.h"
 #include "qdx/QDXADDelegate.h"
 #include "qdx/QDXADRequest.h"

@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "platform/run_loop.h"
+#include "qdx/RunLoop.h"
 #include "qdx/QDXAdLoader.h"
 #include "reference_fixture.h"
 

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "kit/renderer.h"
+#include "qdx/kit/Renderer.h"
 #include "qdx/kit/Kit.h"
 #include "platform/posix_env.h"
 

@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-#include "kit/renderer.h"
-#include "platform/run_loop.h"
+#include "qdx/kit/Renderer.h"
+#include "qdx/RunLoop.h"
 #include "qdx/kit/Kit.h"
 #include "platform/posix_env.h"
 #include "transport/QDXApiBase.h"

@@ -12,13 +12,14 @@
 #include <memory>
 #include <vector>
 
+#include "qdx/QDXExport.h"
 #include "qdx/QDXADDelegate.h"
 #include "qdx/kit/Geometry.h"
 #include "qdx/kit/View.h"
 
 namespace qdx {
 
-class QDXAdLoader {
+class QDX_EXPORT QDXAdLoader {
  public:
   using Block = std::function<void(const std::vector<std::shared_ptr<kit::View>>& views)>;
 

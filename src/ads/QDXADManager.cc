@@ -8,7 +8,7 @@
 #include "identity/QDXAppInfo.h"
 #include "identity/QDXDevInfo.h"
 #include "platform/env.h"
-#include "platform/run_loop.h"
+#include "qdx/RunLoop.h"
 #include "qdx/QDXADType.h"
 #include "qdx/kit/AlertController.h"
 #include "qdx/kit/Control.h"

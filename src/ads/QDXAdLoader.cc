@@ -6,7 +6,7 @@
 
 #include "ads/ad_list.h"
 #include "common/json_access.h"
-#include "platform/run_loop.h"
+#include "qdx/RunLoop.h"
 #include "qdx/kit/Bundle.h"
 #include "qdx/kit/Image.h"
 #include "ui/QDXADView.h"

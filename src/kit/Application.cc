@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "platform/env.h"
-#include "platform/run_loop.h"
+#include "qdx/RunLoop.h"
 #include "qdx/kit/AlertView.h"
 #include "qdx/kit/Window.h"
 #include "sdk/QDXLog.h"

@@ -1,4 +1,4 @@
-#include "kit/input_simulator.h"
+#include "qdx/kit/InputSimulator.h"
 
 #include <algorithm>
 #include <cmath>

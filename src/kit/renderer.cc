@@ -1,4 +1,4 @@
-#include "kit/renderer.h"
+#include "qdx/kit/Renderer.h"
 
 #include <cairo.h>
 

@@ -10,18 +10,18 @@ namespace {
 
 std::atomic<Env*> installedEnv{nullptr};
 
+}  // namespace
+
 // Made once, on first need, and never destroyed: threads we started may
 // still be using it while the process exits.
-Env* posixDefault() {
-  static Env* const env = new PosixEnv();
-  return env;
+PosixEnv& PosixEnv::processDefault() {
+  static PosixEnv* const env = new PosixEnv();
+  return *env;
 }
-
-}  // namespace
 
 Env* Env::Default() {
   Env* env = installedEnv.load(std::memory_order_acquire);
-  return env != nullptr ? env : posixDefault();
+  return env != nullptr ? env : &PosixEnv::processDefault();
 }
 
 void Env::Install(Env* env) { installedEnv.store(env, std::memory_order_release); }

@@ -30,6 +30,9 @@ class PosixEnv : public Env {
  public:
   // Reads the QDX_* environment variables.
   PosixEnv();
+  // The process-wide instance the SDK uses when no Env was installed, made
+  // on first use; what the public PosixPlatform settings configure.
+  static PosixEnv& processDefault();
   ~PosixEnv() override;
 
   // --- Configuration (thread-safe) -----------------------------------------

@@ -1,4 +1,4 @@
-#include "platform/run_loop.h"
+#include "qdx/RunLoop.h"
 
 #include <poll.h>
 #include <pthread.h>

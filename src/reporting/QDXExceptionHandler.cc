@@ -14,7 +14,7 @@
 
 #include "common/time_format.h"
 #include "platform/env.h"
-#include "platform/run_loop.h"
+#include "qdx/RunLoop.h"
 #include "reporting/QDXHttpRequestProxy.h"
 #include "sdk/QDXLog.h"
 

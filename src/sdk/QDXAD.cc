@@ -11,7 +11,7 @@
 #include "identity/QDXAppInfo.h"
 #include "identity/QDXDevInfo.h"
 #include "platform/env.h"
-#include "platform/run_loop.h"
+#include "qdx/RunLoop.h"
 #include "qdx/QDXADRequest.h"
 #include "qdx/QDXADType.h"
 #include "reporting/QDXExceptionHandler.h"

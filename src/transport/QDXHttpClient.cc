@@ -8,7 +8,7 @@
 
 #include "identity/QDXDevInfo.h"
 #include "platform/env.h"
-#include "platform/run_loop.h"
+#include "qdx/RunLoop.h"
 #include "sdk/QDXLog.h"
 #include "transport/request_builder.h"
 

@@ -6,7 +6,7 @@
 
 #include "ads/ad_list.h"
 #include "kit/box_convolve.h"
-#include "platform/run_loop.h"
+#include "qdx/RunLoop.h"
 #include "qdx/kit/ImageView.h"
 #include "qdx/kit/TapGestureRecognizer.h"
 #include "sdk/QDXLog.h"

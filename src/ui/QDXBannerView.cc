@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "platform/env.h"
-#include "platform/run_loop.h"
+#include "qdx/RunLoop.h"
 #include "qdx/kit/Button.h"
 #include "qdx/kit/Image.h"
 #include "qdx/kit/ImageView.h"

@@ -6,7 +6,7 @@
 #include <cstdlib>
 
 #include "identity/QDXDevInfo.h"
-#include "platform/run_loop.h"
+#include "qdx/RunLoop.h"
 #include "platform/serial_queue.h"
 #include "qdx/kit/Button.h"
 #include "qdx/kit/Color.h"

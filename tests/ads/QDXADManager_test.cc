@@ -8,8 +8,8 @@
 #include <thread>
 
 #include "ad_flow_fixture.h"
-#include "kit/input_simulator.h"
-#include "kit/renderer.h"
+#include "qdx/kit/InputSimulator.h"
+#include "qdx/kit/Renderer.h"
 #include "qdx/kit/AlertController.h"
 #include "qdx/kit/Button.h"
 #include "qdx/kit/ImageView.h"

@@ -8,8 +8,8 @@
 #include <optional>
 #include <thread>
 
-#include "kit/input_simulator.h"
-#include "kit/renderer.h"
+#include "qdx/kit/InputSimulator.h"
+#include "qdx/kit/Renderer.h"
 #include "qdx/kit/ImageView.h"
 #include "qdx/kit/Label.h"
 #include "qdx/kit/View.h"

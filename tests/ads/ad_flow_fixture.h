@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/run_loop.h"
+#include "qdx/RunLoop.h"
 #include "qdx/QDXAD.h"
 #include "qdx/QDXADDelegate.h"
 #include "qdx/QDXADRequest.h"

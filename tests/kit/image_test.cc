@@ -6,7 +6,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "kit/renderer.h"
+#include "qdx/kit/Renderer.h"
 #include "qdx/kit/View.h"
 
 namespace qdx::kit {

@@ -1,5 +1,5 @@
 // Taps reaching the right target, swipes settling on pages, alert presses.
-#include "kit/input_simulator.h"
+#include "qdx/kit/InputSimulator.h"
 
 #include <gtest/gtest.h>
 

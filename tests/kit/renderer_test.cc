@@ -1,6 +1,6 @@
 // Rendering view trees: size at the screen scale, colours where they must
 // be, clipping, alpha, text ink; and the attributed text labels draw.
-#include "kit/renderer.h"
+#include "qdx/kit/Renderer.h"
 
 #include <gtest/gtest.h>
 

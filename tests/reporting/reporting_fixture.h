@@ -12,7 +12,7 @@
 
 #include "common/json_access.h"
 #include "identity/QDXKeyChain.h"
-#include "platform/run_loop.h"
+#include "qdx/RunLoop.h"
 #include "qdx/QDXTypes.h"
 #include "reporting/QDXHttpRequestProxy.h"
 #include "reporting/property_list_file.h"

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/run_loop.h"
+#include "qdx/RunLoop.h"
 #include "qdx/QDXADRequest.h"
 #include "sdk/QDXUserDefaults.h"
 #include "support/reference_server.h"

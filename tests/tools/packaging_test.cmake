@@ -28,7 +28,7 @@ endfunction()
 
 # The host app must start the SDK and say so; its files stay in WORK_DIR.
 function(run_host_app name program)
-  step("${name}" ${CMAKE_COMMAND} -E env QDX_HOME=${WORK_DIR}/home/${name}
+  step("${name}" ${CMAKE_COMMAND} -E env QDX_NETWORK=0 QDX_HOME=${WORK_DIR}/home/${name}
        QDX_KEYCHAIN_DIR=${WORK_DIR}/home/${name}-keychain ${program})
   if(NOT step_output MATCHES "SDK started offline")
     message(FATAL_ERROR "packaging test: ${name} did not start the SDK:\n${step_output}")

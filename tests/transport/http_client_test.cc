@@ -9,7 +9,7 @@
 #include <tuple>
 #include <vector>
 
-#include "platform/run_loop.h"
+#include "qdx/RunLoop.h"
 #include "reporting/QDXHttpRequestProxy.h"
 #include "sdk/QDXLog.h"
 #include "sdk/QDXUserDefaults.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/run_loop.h"
+#include "qdx/RunLoop.h"
 #include "qdx/QDXADDelegate.h"
 #include "qdx/QDXTypes.h"
 #include "sdk/QDXLog.h"

@@ -10,9 +10,9 @@
 #include <cmath>
 #include <fstream>
 
-#include "kit/input_simulator.h"
-#include "kit/renderer.h"
-#include "platform/run_loop.h"
+#include "qdx/kit/InputSimulator.h"
+#include "qdx/kit/Renderer.h"
+#include "qdx/RunLoop.h"
 #include "platform/serial_queue.h"
 #include "qdx/kit/Kit.h"
 #include "sdk/QDXLog.h"

@@ -24,7 +24,7 @@
 #include "sample_scene.h"
 #include "identity/QDXKeyChain.h"
 #include "platform/posix_env.h"
-#include "platform/run_loop.h"
+#include "qdx/RunLoop.h"
 #include "qdx/QDXAD.h"
 #include "transport/QDXApiBase.h"
 

@@ -5,7 +5,7 @@
 #include <iostream>
 #include <vector>
 
-#include "kit/renderer.h"
+#include "qdx/kit/Renderer.h"
 #include "qdx/kit/Kit.h"
 #include "sdk/QDXBannerGeometry.h"
 

@@ -1,16 +1,20 @@
 #pragma once
-// Run loops: each thread may have one; the process main thread's loop is the
-// "main queue" every subsystem posts to. A loop only does work while its own
-// thread runs it (runFor / runUntil / runOnce).
+// Run loops: each thread may have one. The process main thread's loop is the
+// "main queue": the SDK posts its completions, view changes and timers to
+// it, so a host runs it on its main thread (runFor / runUntil / runOnce),
+// as an app's event loop would. A loop only does work while its own thread
+// runs it.
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "qdx/QDXExport.h"
+
 namespace qdx {
 
-class RunLoop {
+class QDX_EXPORT RunLoop {
  public:
   using Block = std::function<void()>;
   using TimerId = std::uint64_t;

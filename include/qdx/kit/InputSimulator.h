@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "qdx/QDXExport.h"
 #include "qdx/kit/AlertController.h"
 #include "qdx/kit/AlertView.h"
 #include "qdx/kit/ScrollView.h"
@@ -17,23 +18,23 @@ namespace qdx::kit {
 // The view that takes a touch at point (window coordinates): the topmost
 // presented controller's view when controllers are presented, else the
 // window's own tree (see View::hitTest). nullptr when nothing takes it.
-std::shared_ptr<View> hitTestWindow(const std::shared_ptr<Window>& window, Point point);
+QDX_EXPORT std::shared_ptr<View> hitTestWindow(const std::shared_ptr<Window>& window, Point point);
 
 // Delivers a tap to hit, the view that took it: walking up from hit, the
 // first view that has an enabled tap recogniser fires its recognisers, or
 // the first enabled control sends its touch-up-inside actions; a disabled
 // control swallows the tap. Returns whether an action ran.
-bool deliverTap(const std::shared_ptr<View>& hit);
+QDX_EXPORT bool deliverTap(const std::shared_ptr<View>& hit);
 
 // Taps window at point. While alert views are on screen over the key
 // window, or an alert controller is presented, the tap reaches nothing.
-bool tapAt(const std::shared_ptr<Window>& window, Point point);
+QDX_EXPORT bool tapAt(const std::shared_ptr<Window>& window, Point point);
 // Taps a view tree that need not be in a window, at point in root's
 // coordinates.
-bool tapInTree(const std::shared_ptr<View>& root, Point point);
+QDX_EXPORT bool tapInTree(const std::shared_ptr<View>& root, Point point);
 // Taps at the centre of view, as a finger would: whatever is on top there
 // takes the tap (from the view's window, else its topmost ancestor).
-bool tapView(const std::shared_ptr<View>& view);
+QDX_EXPORT bool tapView(const std::shared_ptr<View>& view);
 
 // Drags scrollView's content by distance points horizontally (positive
 // moves toward later pages, as a finger moving left does) and lets it go:
@@ -44,17 +45,17 @@ bool tapView(const std::shared_ptr<View>& view);
 // the content), and the delegate hears scrollViewDidEndDecelerating.
 // Returns the page the view settled on (offset / width, rounded). A zero
 // distance does nothing.
-long swipe(const std::shared_ptr<ScrollView>& scrollView, double distance);
+QDX_EXPORT long swipe(const std::shared_ptr<ScrollView>& scrollView, double distance);
 
 // Presses alert's action at index (or with title): the alert is dismissed,
 // then the action's handler runs. False when the alert is not presented or
 // has no such action.
-bool pressAlertAction(const std::shared_ptr<AlertController>& alert, std::size_t index);
-bool pressAlertAction(const std::shared_ptr<AlertController>& alert, const std::string& title);
+QDX_EXPORT bool pressAlertAction(const std::shared_ptr<AlertController>& alert, std::size_t index);
+QDX_EXPORT bool pressAlertAction(const std::shared_ptr<AlertController>& alert, const std::string& title);
 
 // Presses an alert view's button: the delegate hears the index, then the
 // alert leaves the screen. False when it is not on screen or index is no
 // button.
-bool pressAlertViewButton(const std::shared_ptr<AlertView>& alert, long index);
+QDX_EXPORT bool pressAlertViewButton(const std::shared_ptr<AlertView>& alert, long index);
 
 }  // namespace qdx::kit

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "qdx/QDXExport.h"
 #include "qdx/kit/Image.h"
 #include "qdx/kit/View.h"
 
@@ -15,13 +16,13 @@ namespace qdx::kit {
 // frame origin is ignored; hidden views, views with alpha 0 and stopped
 // activity indicators that hide are left out. nullptr when there is
 // nothing to draw into (no view, empty size or a bitmap too large).
-std::shared_ptr<Image> renderImage(const std::shared_ptr<View>& view, double scale = 0);
+QDX_EXPORT std::shared_ptr<Image> renderImage(const std::shared_ptr<View>& view, double scale = 0);
 
 // renderImage encoded as PNG; empty on failure.
-std::string renderPng(const std::shared_ptr<View>& view, double scale = 0);
+QDX_EXPORT std::string renderPng(const std::shared_ptr<View>& view, double scale = 0);
 
 // renderPng written to path atomically (Env::writeFileAtomically); false
 // when rendering or writing fails.
-bool writePng(const std::shared_ptr<View>& view, const std::string& path, double scale = 0);
+QDX_EXPORT bool writePng(const std::shared_ptr<View>& view, const std::string& path, double scale = 0);
 
 }  // namespace qdx::kit
