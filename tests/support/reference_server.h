@@ -4,11 +4,13 @@
 // goes. The TestEnv installed at construction, if any, is pointed at it:
 // the test CA is trusted and api.qdx.example:443 is connected to the
 // server's port.
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "platform/posix_env.h"
+#include "server_process.h"
 #include "qdx/QDXTypes.h"
 #include "support/test_env.h"
 
@@ -33,8 +35,8 @@ class ReferenceServer {
   ReferenceServer(const ReferenceServer&) = delete;
   ReferenceServer& operator=(const ReferenceServer&) = delete;
 
-  bool running() const { return port_ > 0; }
-  int port() const { return port_; }
+  bool running() const { return process_ != nullptr; }
+  int port() const { return process_ ? process_->port() : 0; }
   // "api.qdx.example:443:127.0.0.1:PORT", a curl CONNECT_TO mapping.
   std::string connectTo() const;
   // Trusts the test CA and maps the API host to this server in env.
@@ -54,16 +56,10 @@ class ReferenceServer {
   bool setFault(const std::string& rule) const;
   bool clearFaults() const;
 
-  const std::string& journalPath() const { return journalPath_; }
+  std::string journalPath() const { return process_ ? process_->journalPath() : ""; }
 
  private:
-  bool control(const std::string& path, const std::string& body) const;
-
-  std::string tempDir_;
-  std::string journalPath_;
-  int owner_ = -1;  // the process that started the server
-  int pid_ = -1;
-  int port_ = -1;
+  std::unique_ptr<ServerProcess> process_;
 };
 
 }  // namespace qdx

@@ -20,8 +20,8 @@
 #include <string>
 
 #include "common/json_access.h"
-#include "demo_server.h"
 #include "sample_scene.h"
+#include "server_process.h"
 #include "identity/QDXKeyChain.h"
 #include "platform/posix_env.h"
 #include "qdx/RunLoop.h"
@@ -36,11 +36,7 @@ struct Options {
   std::string appKey = "QDXDemoAppKey2016";  // the reference server's default app
   bool offline = false;
   bool startServer = true;
-#ifdef QDX_DEMO_SERVER_BINARY
-  std::string serverBinary = QDX_DEMO_SERVER_BINARY;
-#else
-  std::string serverBinary;
-#endif
+  std::string serverBinary;  // empty: the build's qdx-server
   bool debug = false;
   double runSeconds = 1.5;
   std::string samplePng;  // when set, only draw the sample scene there
@@ -154,7 +150,7 @@ std::string apiHost() {
 
 // What the server journaled: asks its control endpoint, and for a server
 // the demo started falls back to the journal file.
-std::vector<qdx::Json> serverJournal(qdx::PosixEnv& env, const qdx::demo::DemoServer* server) {
+std::vector<qdx::Json> serverJournal(qdx::PosixEnv& env, const qdx::ServerProcess* server) {
   qdx::HttpRequest request;
   request.url = std::string(qdx::kQDXApiBase) + "/__control/journal";
   request.timeoutSeconds = 5;
@@ -179,22 +175,18 @@ int runDemo(const Options& options) {
 
   const bool online = env.dataNetworkCode() != 0;
   const bool connectToGiven = !env.connectTo().empty();
-  std::unique_ptr<qdx::demo::DemoServer> server;
+  std::unique_ptr<qdx::ServerProcess> server;
   if (online && options.startServer && !connectToGiven) {
-    if (options.serverBinary.empty()) {
-      std::fprintf(stderr, "qdx-demo: this build has no qdx-server; use --server PATH\n");
-      return 1;
-    }
     std::string error;
-    server = qdx::demo::DemoServer::start(options.serverBinary, options.appId, options.appKey,
-                                          error);
+    qdx::ServerProcess::Options launch;
+    launch.binary = options.serverBinary;
+    launch.apps = {{std::to_string(options.appId), options.appKey}};
+    server = qdx::ServerProcess::start(launch, error);
     if (!server) {
       std::fprintf(stderr, "qdx-demo: %s\n", error.c_str());
       return 1;
     }
-#ifdef QDX_TEST_CA_FILE
-    if (env.caFile().empty()) env.setCaFile(QDX_TEST_CA_FILE);
-#endif
+    if (env.caFile().empty()) env.setCaFile(qdx::ServerProcess::caFile());
     env.setConnectTo({apiHost() + ":443:127.0.0.1:" + std::to_string(server->port())});
   }
 
@@ -218,7 +210,7 @@ int runDemo(const Options& options) {
     const auto journal = serverJournal(env, server.get());
     std::cout << "server journal (" << journal.size() << " requests):\n";
     for (const auto& entry : journal) {
-      std::cout << "  " << qdx::demo::describeJournalEntry(entry) << "\n";
+      std::cout << "  " << qdx::describeJournalEntry(entry) << "\n";
     }
   }
   return facade ? 0 : 1;
