@@ -17,6 +17,7 @@ packages=(
   libgtest-dev libgmock-dev
   libbenchmark-dev
   clang libclang-rt-14-dev
+  chromium
 )
 
 # Only the benchmarks compare against OpenCV's box filter: `make bench`

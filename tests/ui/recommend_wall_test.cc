@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cmath>
 #include <fstream>
+#include <future>
 
 #include "qdx/kit/InputSimulator.h"
 #include "qdx/kit/Renderer.h"
@@ -70,6 +71,14 @@ void expectFrame(const std::shared_ptr<kit::View>& view, Rect want) {
 class RecommendWall : public ::testing::Test {
  protected:
   void SetUp() override { useScreen(320, 568); }
+  // A swipe's prefetch runs on the wall's queue and reads through the test
+  // platform: it must be done before the platform goes.
+  void TearDown() override {
+    if (!wall_ || !wall_->queue()) return;
+    std::promise<void> drained;
+    wall_->queue()->post([&drained] { drained.set_value(); });
+    drained.get_future().wait();
+  }
 
   void useScreen(double width, double height) {
     env_.setMainScreen({width, height, 2});

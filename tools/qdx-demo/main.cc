@@ -1,144 +1,50 @@
-// qdx-demo: a host app in a terminal. It starts the SDK with a channel, an
-// app id and an app key, lets its main run loop run for a moment (timers,
-// answers of the server), and then prints every key of the local store and
-// every keychain item with its value.
+// qdx-demo: a host app in a terminal, scripted. It starts the reference
+// server, then plays a host app on the simulated device: a first start,
+// banners, a tap and a close, the recommend wall, custom slots in a feed,
+// the app leaving the foreground and a second start (or, with --offline, an
+// offline start and what it keeps). Each step checks what it claims; the
+// gallery (index.html in the output folder) shows its screenshot, what the
+// host's delegate heard, the server journal rows and the cipher trace.
 //
-// The device is PosixEnv's, so the QDX_* environment variables (QDX_HOME,
-// QDX_KEYCHAIN_DIR, QDX_NETWORK, QDX_BUNDLE_ID, QDX_APP_VERSION, QDX_SCREEN,
-// QDX_CA_FILE, QDX_CONNECT_TO) apply; the options below override them.
-//
-// Online, the demo needs a server for the API's host name. Unless
-// QDX_CONNECT_TO already points the host somewhere (then that server is
-// used as it is), the demo starts the reference server from the build,
-// registers its own app id and key there, trusts the build's test CA, and
-// afterwards prints every request the server journaled.
+// The device is the POSIX platform's, so the QDX_* environment variables
+// apply. Without QDX_HOME the demo uses a new device in the output folder
+// on every run. With QDX_CONNECT_TO set, that server is used as it is.
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <iostream>
+#include <filesystem>
+#include <memory>
 #include <string>
+#include <vector>
 
-#include "common/json_access.h"
-#include "sample_scene.h"
-#include "server_process.h"
+#include "demo_options.h"
+#include "gallery.h"
+#include "host_app.h"
 #include "identity/QDXKeyChain.h"
 #include "platform/posix_env.h"
-#include "qdx/RunLoop.h"
+#include "qdx/PosixPlatform.h"
 #include "qdx/QDXAD.h"
+#include "qdx/RunLoop.h"
+#include "qdx/kit/Renderer.h"
+#include "sample_scene.h"
+#include "scripts.h"
+#include "server_process.h"
+#include "stdout_capture.h"
 #include "transport/QDXApiBase.h"
+
+extern char** environ;
 
 namespace {
 
-struct Options {
-  std::string channel = "AppStore";
-  std::int64_t appId = 10001;
-  std::string appKey = "QDXDemoAppKey2016";  // the reference server's default app
-  bool offline = false;
-  bool startServer = true;
-  std::string serverBinary;  // empty: the build's qdx-server
-  bool debug = false;
-  double runSeconds = 1.5;
-  std::string samplePng;  // when set, only draw the sample scene there
-};
-
-void printUsage(std::FILE* out) {
-  std::fprintf(out,
-               "usage: qdx-demo [--channel C] [--app-id N] [--app-key K] [--offline]\n"
-               "                [--debug] [--run-seconds S] [--no-server] [--server PATH]\n"
-               "  --channel C      distribution channel (default \"AppStore\"; \"\" is allowed)\n"
-               "  --app-id N       the host's app id (default 10001)\n"
-               "  --app-key K      the host's app key (default \"QDXDemoAppKey2016\")\n"
-               "  --offline        start without a data connection (network code 0)\n"
-               "  --debug          switch on the SDK's diagnostic log lines (stderr)\n"
-               "  --run-seconds S  how long the main run loop runs after start-up (default 1.5)\n"
-               "  --no-server      do not start the reference server (online starts then\n"
-               "                   go to the built-in address, or where QDX_CONNECT_TO says)\n"
-               "  --server PATH    the qdx-server program to start (default: the build's)\n"
-               "  --sample-png PATH  only draw a sample banner scene with the view toolkit\n"
-               "                   into PATH (at the QDX_SCREEN scale) and exit\n"
-               "The QDX_* environment variables of PosixEnv apply (QDX_HOME, QDX_NETWORK, ...).\n");
-}
-
-// Parses argv into options; returns false (after a message) on bad input.
-bool parseOptions(int argc, char** argv, Options& options) {
-  for (int i = 1; i < argc; ++i) {
-    const std::string arg = argv[i];
-    auto value = [&](const char* name) -> const char* {
-      if (i + 1 >= argc) {
-        std::fprintf(stderr, "qdx-demo: %s needs a value\n", name);
-        return nullptr;
-      }
-      return argv[++i];
-    };
-    if (arg == "--help" || arg == "-h") {
-      printUsage(stdout);
-      std::exit(0);
-    } else if (arg == "--offline") {
-      options.offline = true;
-    } else if (arg == "--no-server") {
-      options.startServer = false;
-    } else if (arg == "--server") {
-      const char* v = value("--server");
-      if (!v) return false;
-      options.serverBinary = v;
-    } else if (arg == "--sample-png") {
-      const char* v = value("--sample-png");
-      if (!v) return false;
-      options.samplePng = v;
-    } else if (arg == "--debug") {
-      options.debug = true;
-    } else if (arg == "--channel") {
-      const char* v = value("--channel");
-      if (!v) return false;
-      options.channel = v;
-    } else if (arg == "--app-key") {
-      const char* v = value("--app-key");
-      if (!v) return false;
-      options.appKey = v;
-    } else if (arg == "--app-id") {
-      const char* v = value("--app-id");
-      if (!v) return false;
-      char* end = nullptr;
-      const long long id = std::strtoll(v, &end, 10);
-      if (*v == '\0' || *end != '\0') {
-        std::fprintf(stderr, "qdx-demo: --app-id wants an integer, not \"%s\"\n", v);
-        return false;
-      }
-      options.appId = id;
-    } else if (arg == "--run-seconds") {
-      const char* v = value("--run-seconds");
-      if (!v) return false;
-      char* end = nullptr;
-      const double seconds = std::strtod(v, &end);
-      if (*v == '\0' || *end != '\0' || !(seconds >= 0) || seconds > 3600) {
-        std::fprintf(stderr, "qdx-demo: --run-seconds wants 0 to 3600, not \"%s\"\n", v);
-        return false;
-      }
-      options.runSeconds = seconds;
-    } else {
-      std::fprintf(stderr, "qdx-demo: unknown option \"%s\"\n", arg.c_str());
-      return false;
-    }
-  }
-  return true;
-}
-
-void printStores(qdx::PosixEnv& env) {
-  const auto keys = env.localStore().keys();
-  std::cout << "local store (" << keys.size() << " keys):\n";
-  for (const auto& key : keys) {
-    std::cout << "  " << key << " = " << env.localStore().get(key).dump() << "\n";
-  }
-  const auto items = env.keychain().items();
-  std::cout << "keychain (" << items.size() << " items):\n";
-  for (const auto& [service, account] : items) {
-    // Items of the SDK use the name as service and account alike.
-    const std::string name = service == account ? service : service + "/" + account;
-    std::cout << "  " << name << " = " << qdx::QDXKeyChain::getUniqueStrWithName(service).dump()
-              << "\n";
-  }
-}
+namespace fs = std::filesystem;
+using qdx::demo::Options;
 
 // The API's host name, "api.qdx.example" for "https://api.qdx.example".
 std::string apiHost() {
@@ -148,88 +54,223 @@ std::string apiHost() {
   return host;
 }
 
-// What the server journaled: asks its control endpoint, and for a server
-// the demo started falls back to the journal file.
-std::vector<qdx::Json> serverJournal(qdx::PosixEnv& env, const qdx::ServerProcess* server) {
+// The journal of a server the demo did not start, through its control
+// endpoint; empty when it offers none.
+std::vector<qdx::Json> controlJournal() {
   qdx::HttpRequest request;
   request.url = std::string(qdx::kQDXApiBase) + "/__control/journal";
   request.timeoutSeconds = 5;
-  const qdx::HttpResponse response = env.performHttp(request);
-  if (response.arrived && response.status == 200) {
-    const qdx::Json entries = qdx::Json::parse(response.body, nullptr, false);
-    if (entries.is_array()) return {entries.begin(), entries.end()};
+  const qdx::HttpResponse response = qdx::PosixEnv::processDefault().performHttp(request);
+  if (!response.arrived || response.status != 200) return {};
+  const qdx::Json entries = qdx::Json::parse(response.body, nullptr, false);
+  if (!entries.is_array()) return {};
+  return {entries.begin(), entries.end()};
+}
+
+// Every key of the local store and every keychain item, one line each.
+std::vector<std::string> storeListing() {
+  qdx::PosixEnv& env = qdx::PosixEnv::processDefault();
+  std::vector<std::string> lines;
+  for (const auto& key : env.localStore().keys()) {
+    lines.push_back(key + " = " + env.localStore().get(key).dump());
   }
-  if (server) return server->journal();
-  std::cout << "(the server offers no journal: "
-            << (response.arrived ? "status " + std::to_string(response.status) : response.error)
-            << ")\n";
-  return {};
+  for (const auto& [service, account] : env.keychain().items()) {
+    const std::string name = service == account ? service : service + "/" + account;
+    lines.push_back("keychain " + name + " = " +
+                    qdx::QDXKeyChain::getUniqueStrWithName(service).dump());
+  }
+  return lines;
+}
+
+std::string joined(const std::vector<std::string>& parts) {
+  std::string text;
+  for (const std::string& part : parts) text += (text.empty() ? "" : ",") + part;
+  return text;
+}
+
+// Starts this program again as the app's next launch on the same device,
+// online; it runs until whileRunning returns and its standard input closes.
+int relaunch(const Options& options, const std::string& screenshot,
+             const std::function<void()>& whileRunning) {
+  ::setenv("QDX_HOME", qdx::PosixPlatform::homeDirectory().c_str(), 1);
+  ::setenv("QDX_KEYCHAIN_DIR", qdx::PosixPlatform::keychainDirectory().c_str(), 1);
+  ::setenv("QDX_CA_FILE", qdx::PosixPlatform::caFile().c_str(), 1);
+  ::setenv("QDX_CONNECT_TO", joined(qdx::PosixPlatform::connectTo()).c_str(), 1);
+  ::setenv("QDX_NETWORK", "5", 1);
+  int input[2];
+  if (::pipe(input) != 0) return -1;
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, input[0], STDIN_FILENO);
+  posix_spawn_file_actions_addclose(&actions, input[1]);
+  std::vector<std::string> args = {"qdx-demo", "--relaunch", screenshot, "--channel",
+                                   options.channel, "--app-id", std::to_string(options.appId),
+                                   "--app-key", options.appKey};
+  if (options.debug) args.push_back("--debug");
+  std::vector<char*> argv;
+  for (std::string& arg : args) argv.push_back(arg.data());
+  argv.push_back(nullptr);
+  pid_t pid = -1;
+  const int spawned =
+      ::posix_spawn(&pid, "/proc/self/exe", &actions, nullptr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  ::close(input[0]);
+  if (spawned != 0) {
+    ::close(input[1]);
+    return -1;
+  }
+  whileRunning();
+  ::close(input[1]);  // tells the app to end
+  int status = 0;
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(15);
+  while (::waitpid(pid, &status, WNOHANG) == 0) {
+    if (std::chrono::steady_clock::now() > deadline) {
+      ::kill(pid, SIGKILL);
+      ::waitpid(pid, &status, 0);
+      return -1;
+    }
+    qdx::RunLoop::main().runFor(0.02);
+  }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// The relaunched app: starts, serves its main loop until its standard input
+// closes, draws its screen and ends without unwinding (the SDK's threads
+// may still be at work).
+[[noreturn]] void runRelaunched(const Options& options) {
+  qdx::demo::HostApp app;
+  qdx::QDXAD::setADDelegate(app.delegate());
+  if (options.debug) qdx::QDXAD::setDebug(true);
+  auto sdk = qdx::QDXAD::initWithChannel(options.channel, options.appId, options.appKey);
+  bool told = false;
+  qdx::RunLoop::main().watchReadable(STDIN_FILENO, [&told] { told = true; });
+  qdx::RunLoop::main().runUntil([&told] { return told; }, 30);
+  const bool drawn = qdx::kit::writePng(app.window(), options.relaunchScreenshot, 2);
+  std::fflush(nullptr);
+  ::_exit(sdk && drawn ? 0 : 1);
 }
 
 int runDemo(const Options& options) {
-  // Reads the QDX_* variables. Never destroyed: threads the SDK started
-  // may still use it while the process exits.
-  auto& env = *new qdx::PosixEnv();
-  if (options.offline) env.setDataNetworkCode(0);
-  qdx::Env::Install(&env);
+  const fs::path outDir = fs::absolute(options.outDir);
+  std::error_code error;
+  fs::create_directories(outDir, error);
+  for (const auto& entry : fs::directory_iterator(outDir, error)) {
+    if (entry.path().extension() == ".png") fs::remove(entry.path(), error);
+  }
 
-  const bool online = env.dataNetworkCode() != 0;
-  const bool connectToGiven = !env.connectTo().empty();
+  // The device: a new one in the output folder unless QDX_HOME names one.
+  if (std::getenv("QDX_HOME") == nullptr) {
+    const fs::path device = outDir / "device";
+    fs::remove_all(device, error);
+    qdx::PosixPlatform::setHomeDirectory((device / "home").string());
+    qdx::PosixPlatform::setKeychainDirectory((device / "keychain").string());
+  }
+  if (std::getenv("QDX_BUNDLE_DIR") == nullptr) {
+    qdx::PosixPlatform::setBundleResourceDirectory(QDX_DEMO_BUNDLE_DIR);
+  }
+  const bool freshDevice = qdx::PosixEnv::processDefault().keychain().items().empty();
+
+  // The server: the reference server from the build, unless QDX_CONNECT_TO
+  // points somewhere or --no-server says not to.
+  const bool connectToGiven = !qdx::PosixPlatform::connectTo().empty();
   std::unique_ptr<qdx::ServerProcess> server;
-  if (online && options.startServer && !connectToGiven) {
-    std::string error;
+  std::string serverText = "none";
+  if (options.startServer && !connectToGiven) {
     qdx::ServerProcess::Options launch;
     launch.binary = options.serverBinary;
     launch.apps = {{std::to_string(options.appId), options.appKey}};
-    server = qdx::ServerProcess::start(launch, error);
+    std::string failure;
+    server = qdx::ServerProcess::start(launch, failure);
     if (!server) {
-      std::fprintf(stderr, "qdx-demo: %s\n", error.c_str());
+      std::fprintf(stderr, "qdx-demo: %s\n", failure.c_str());
       return 1;
     }
-    if (env.caFile().empty()) env.setCaFile(qdx::ServerProcess::caFile());
-    env.setConnectTo({apiHost() + ":443:127.0.0.1:" + std::to_string(server->port())});
-  }
-
-  std::cout << "home: " << env.homeDirectory() << "\n"
-            << "keychain: " << env.keychainDirectory() << "\n"
-            << "network code: " << env.dataNetworkCode() << "\n";
-  if (server) {
-    std::cout << "server: reference server on 127.0.0.1:" << server->port() << " (journal "
-              << server->journalPath() << ")\n";
-  } else if (online && connectToGiven) {
-    std::cout << "server: as QDX_CONNECT_TO says\n";
-  }
-  std::cout.flush();  // before the SDK's log lines on stderr
-
-  if (options.debug) qdx::QDXAD::setDebug(true);
-  auto facade = qdx::QDXAD::initWithChannel(options.channel, options.appId, options.appKey);
-  qdx::RunLoop::main().runFor(options.runSeconds);
-
-  printStores(env);
-  if (online && (server || connectToGiven)) {
-    const auto journal = serverJournal(env, server.get());
-    std::cout << "server journal (" << journal.size() << " requests):\n";
-    for (const auto& entry : journal) {
-      std::cout << "  " << qdx::describeJournalEntry(entry) << "\n";
+    if (qdx::PosixPlatform::caFile().empty()) {
+      qdx::PosixPlatform::setCaFile(qdx::ServerProcess::caFile());
     }
+    qdx::PosixPlatform::setConnectTo({apiHost() + ":443:127.0.0.1:" + std::to_string(server->port())});
+    serverText = "the reference server on 127.0.0.1:" + std::to_string(server->port());
+  } else if (connectToGiven) {
+    serverText = "as QDX_CONNECT_TO says (" + joined(qdx::PosixPlatform::connectTo()) + ")";
   }
-  return facade ? 0 : 1;
+  if (options.offline) qdx::PosixPlatform::setDataNetworkCode(0);
+
+  qdx::demo::JournalSource journal;
+  std::string journalText = "none (no server the demo can ask)";
+  if (server) {
+    journal = [&server] { return server->journal(); };
+    journalText = server->journalPath();
+  } else if (connectToGiven) {
+    journal = controlJournal;
+    journalText = "the server's /__control/journal";
+  }
+
+  std::printf("qdx-demo: %s session\n  device home: %s\n  server: %s\n",
+              options.offline ? "offline" : "online",
+              qdx::PosixPlatform::homeDirectory().c_str(), serverText.c_str());
+  std::fflush(stdout);
+
+  qdx::demo::StdoutCapture capture;
+  if (!capture.begin((outDir / "cipher-trace.txt").string())) {
+    std::fprintf(stderr, "qdx-demo: cannot write into %s\n", outDir.c_str());
+    return 1;
+  }
+  const auto started = std::chrono::steady_clock::now();
+  qdx::demo::HostApp app;
+  qdx::demo::Session session(app, journal, capture, outDir.string());
+  qdx::demo::SessionSettings settings;
+  settings.channel = options.channel;
+  settings.appId = options.appId;
+  settings.appKey = options.appKey;
+  settings.debug = options.debug;
+  settings.runSeconds = options.runSeconds;
+  settings.freshDevice = freshDevice;
+  settings.outDir = outDir.string();
+  settings.storeListing = storeListing;
+  if (server || connectToGiven) {
+    settings.relaunch = [&options](const std::string& screenshot,
+                                   const std::function<void()>& whileRunning) {
+      return relaunch(options, screenshot, whileRunning);
+    };
+  }
+  if (options.offline) {
+    qdx::demo::runOfflineSession(session, settings);
+  } else {
+    qdx::demo::runOnlineSession(session, settings);
+  }
+  const double seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+
+  qdx::demo::GalleryHeader header;
+  header.title = std::string("qdx demo: ") + (options.offline ? "an offline start" : "a host session");
+  header.server = serverText;
+  header.journal = journalText;
+  header.seconds = seconds;
+  const bool written = qdx::demo::writeGallery(outDir.string(), header, session.steps());
+  std::FILE* console = capture.console();
+  std::fprintf(console, "%s in %.1f s\ngallery: %s\n",
+               session.allPassed() ? "every check held" : "SOME CHECKS FAILED", seconds,
+               (outDir / "index.html").c_str());
+  if (!written) std::fprintf(stderr, "qdx-demo: the gallery could not be written\n");
+  capture.end();
+  return session.allPassed() && written ? 0 : 1;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   Options options;
-  if (!parseOptions(argc, argv, options)) {
-    printUsage(stderr);
+  if (!qdx::demo::parseOptions(argc, argv, options)) {
+    qdx::demo::printUsage(stderr);
     return 2;
   }
   try {
-    if (!options.samplePng.empty()) {
-      qdx::Env::Install(new qdx::PosixEnv());  // the screen, from QDX_SCREEN
-      return qdx::demo::renderSampleScene(options.samplePng);
-    }
-    return runDemo(options);
+    if (!options.samplePng.empty()) return qdx::demo::renderSampleScene(options.samplePng);
+    if (!options.relaunchScreenshot.empty()) runRelaunched(options);
+    const int code = runDemo(options);
+    // The SDK's threads may still be at work: leave without unwinding them.
+    std::fflush(nullptr);
+    ::_exit(code);
   } catch (const std::exception& e) {
     std::fprintf(stderr, "qdx-demo: %s\n", e.what());
     return 1;
