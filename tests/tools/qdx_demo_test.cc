@@ -1,10 +1,14 @@
-// Runs the demo program as a host would and reads what it prints, and the
-// sample scene its --sample-png option draws.
+// Runs the demo program as a newcomer would: the scripted host session must
+// pass its own checks, keep the cipher trace out of its progress lines, and
+// leave a gallery that a browser renders with every image loaded. Also its
+// offline session, a run whose checks fail, its options and the sample
+// scene.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
 #include <cstdlib>
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -18,7 +22,7 @@ namespace {
 
 struct DemoRun {
   int exitCode = -1;
-  std::string output;  // stdout and stderr together
+  std::string output;  // what the terminal showed: stdout and stderr
 };
 
 std::string readFile(const std::string& path) {
@@ -28,70 +32,123 @@ std::string readFile(const std::string& path) {
   return bytes.str();
 }
 
-// Runs the demo with its own home and keychain under root, none of the
-// caller's QDX_* settings, plus extraEnv ("NAME=value ...").
+int shell(const std::string& command) {
+  const int status = std::system(command.c_str());
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// Runs the demo with none of the caller's QDX_* settings, plus extraEnv
+// ("NAME=value ...").
 DemoRun runDemo(const std::string& root, const std::string& args, const std::string& extraEnv = "") {
   const std::string output = root + "/demo-output";
-  const std::string command = "env -u QDX_CONNECT_TO -u QDX_CA_FILE -u QDX_NETWORK QDX_HOME=" +
-                              root + "/demo-home QDX_KEYCHAIN_DIR=" + root + "/demo-keychain " +
-                              extraEnv + " " + QDX_DEMO_BINARY + " " + args + " > " + output + " 2>&1";
-  const int status = std::system(command.c_str());
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(output)};
+  const int code = shell("env -u QDX_CONNECT_TO -u QDX_CA_FILE -u QDX_NETWORK -u QDX_HOME "
+                         "-u QDX_KEYCHAIN_DIR " + extraEnv + " " + QDX_DEMO_BINARY + " " + args +
+                         " > " + output + " 2>&1");
+  return {code, readFile(output)};
+}
+
+std::size_t countLines(const std::string& text, const std::regex& pattern) {
+  std::size_t n = 0;
+  std::istringstream lines(text);
+  std::string line;
+  while (std::getline(lines, line)) n += std::regex_search(line, pattern) ? 1 : 0;
+  return n;
 }
 
 bool contains(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
 }
 
-void expectAllIn(const DemoRun& run, const std::vector<std::string>& parts) {
-  for (const std::string& part : parts) EXPECT_TRUE(contains(run.output, part)) << part << "\n" << run.output;
+// Opens gallery/index.html in headless Chromium from a page beside it that
+// counts the gallery's sections and its images, loaded or broken, and
+// returns that page's verdict line ("gallery-check sections=N images=N
+// loaded=N broken=LIST"), or what went wrong.
+std::string galleryVerdictInChromium(const std::string& gallery, const std::string& profile) {
+  std::ofstream(gallery + "/check.html") << R"(<!DOCTYPE html><html><body>
+<iframe id="g" src="index.html" width="1200" height="900"></iframe><pre id="r">pending</pre>
+<script>
+document.getElementById('g').addEventListener('load', function () {
+  var doc = this.contentDocument, out = 'gallery-check';
+  if (!doc) { out += ' unreadable'; } else {
+    var images = Array.prototype.slice.call(doc.images);
+    var ok = function (i) { return i.complete && i.naturalWidth > 0; };
+    out += ' sections=' + doc.querySelectorAll('section').length + ' images=' + images.length +
+           ' loaded=' + images.filter(ok).length + ' broken=' +
+           images.filter(function (i) { return !ok(i); }).map(function (i) {
+             return i.getAttribute('src'); }).join(',');
+  }
+  document.getElementById('r').textContent = out + ' end';
+});
+</script></body></html>
+)";
+  const std::string dom = gallery + "/check-dom.html";
+  const int code = shell(
+      "timeout 120 chromium --headless --no-sandbox --disable-gpu --disable-quic --no-first-run "
+      "--disable-background-networking --disable-component-update --disable-sync "
+      "--user-data-dir=" + profile + " --allow-file-access-from-files --virtual-time-budget=15000 "
+      "--dump-dom file://" + gallery + "/check.html > " + dom + " 2>/dev/null");
+  const std::string page = readFile(dom);
+  std::smatch verdict;
+  if (std::regex_search(page, verdict, std::regex("gallery-check[^<]* end"))) return verdict.str();
+  return "chromium exited with " + std::to_string(code) + " and no verdict";
 }
 
-TEST(QdxDemoTest, OfflineRunPrintsWhatStartUpStoredAndLogsOnlyWhileDebugging) {
+TEST(QdxDemoTest, TheHostSessionPassesItsChecksAndItsGalleryRendersInChromium) {
   TestEnv env;
-  const DemoRun run = runDemo(env.tempRoot(), "--offline --channel '' --app-id 77 --run-seconds 0.2");
+  const std::string out = env.tempRoot() + "/gallery";
+  const DemoRun run = runDemo(env.tempRoot(), "--out " + out);
   ASSERT_EQ(run.exitCode, 0) << run.output;
-  expectAllIn(run, {"network code: 0", "local store (6 keys):", "  QDX_APP_ID = 77\n",
-                    "  QDX_CHANNEL = \"AppStore\"\n", "  770000 = \"", "keychain (0 items):"});
-  EXPECT_FALSE(contains(run.output, "SDK初始化没有网络连接")) << "logged without --debug";
-  const DemoRun debug = runDemo(env.tempRoot(), "--offline --debug --run-seconds 0");
-  ASSERT_EQ(debug.exitCode, 0) << debug.output;
-  expectAllIn(debug, {"SDK初始化没有网络连接"});
+  EXPECT_EQ(countLines(run.output, std::regex("^ok ")), 17u) << run.output;
+  EXPECT_TRUE(contains(run.output, "gallery: " + out + "/index.html")) << run.output;
+  // The cipher's trace went to the gallery, not between the progress lines.
+  EXPECT_EQ(countLines(run.output, std::regex("^[0-9A-F]{16,}$")), 0u) << run.output;
+  const std::string html = readFile(out + "/index.html");
+  EXPECT_TRUE(std::regex_search(html, std::regex("Cipher trace \\([1-9][0-9]* lines")));
+  EXPECT_EQ(html.find("<script"), std::string::npos) << "the gallery is static";
+  for (const char* shown : {"onADShowedWithADRequest type 1, 375.00 x 57.29", "reg_dev",
+                            "get_recommend_list", "https://apps.qdx.invalid/"}) {
+    EXPECT_TRUE(contains(html, shown)) << shown;
+  }
+  auto feed = kit::Image::imageWithData(readFile(out + "/14-feed.png"));
+  ASSERT_NE(feed, nullptr);
+  EXPECT_EQ(feed->pixelWidth(), 750) << "375 points at scale 2";
+
+  EXPECT_EQ(galleryVerdictInChromium(out, env.tempRoot() + "/chromium"),
+            "gallery-check sections=17 images=17 loaded=17 broken= end");
 }
 
-TEST(QdxDemoTest, OnlineRunRegistersOnceAgainstItsOwnServer) {
+TEST(QdxDemoTest, OfflineSessionKeepsItsReportsForTheNextStartOnline) {
   TestEnv env;
-  const DemoRun first = runDemo(env.tempRoot(), "--run-seconds 1.5");
-  ASSERT_EQ(first.exitCode, 0) << first.output;
-  expectAllIn(first, {"server: reference server on 127.0.0.1:", "POST reg_dev signature=valid",
-                      "  QDX_Dev_ID = \""});
-
-  // The keychain keeps the device id: the next start does not register.
-  const DemoRun second = runDemo(env.tempRoot(), "--run-seconds 1.0");
-  ASSERT_EQ(second.exitCode, 0) << second.output;
-  EXPECT_TRUE(contains(second.output, "server journal (")) << second.output;
-  EXPECT_FALSE(contains(second.output, "reg_dev")) << second.output;
+  const std::string out = env.tempRoot() + "/gallery";
+  const DemoRun run = runDemo(env.tempRoot(), "--offline --out " + out);
+  ASSERT_EQ(run.exitCode, 0) << run.output;
+  EXPECT_EQ(countLines(run.output, std::regex("^ok ")), 4u) << run.output;
+  const std::string html = readFile(out + "/index.html");
+  EXPECT_TRUE(contains(html, "QDX_USE_TIME_EVENT_LIST = {&quot;id&quot;")) << "kept while offline";
+  EXPECT_TRUE(contains(html, "&quot;type&quot;:2")) << "and sent by the next start";
 }
 
-TEST(QdxDemoTest, ConnectToGivenUsesThatServerAsItIs) {
+TEST(QdxDemoTest, AFailedCheckFailsTheRunAndShowsInTheGallery) {
   TestEnv env;
-  ReferenceServer server;
+  ReferenceServer server({.faults = {"reg_dev:garbage"}});
   ASSERT_TRUE(server.running());
-  const DemoRun run = runDemo(env.tempRoot(), "--run-seconds 1.5",
-                          "QDX_CONNECT_TO=" + server.connectTo() +
-                              " QDX_CA_FILE=" + QDX_TEST_CA_FILE);
-  ASSERT_EQ(run.exitCode, 0) << run.output;
-  expectAllIn(run, {"server: as QDX_CONNECT_TO says", "POST reg_dev signature=valid"});
-  EXPECT_FALSE(contains(run.output, "reference server on")) << run.output;
-  EXPECT_TRUE(server.waitForEntries("reg_dev", 1, 1));
+  const std::string out = env.tempRoot() + "/gallery";
+  const DemoRun run = runDemo(env.tempRoot(), "--out " + out,
+                              "QDX_CONNECT_TO=" + server.connectTo() +
+                                  " QDX_CA_FILE=" + QDX_TEST_CA_FILE);
+  EXPECT_EQ(run.exitCode, 1) << run.output;
+  EXPECT_TRUE(contains(run.output, "server: as QDX_CONNECT_TO says")) << run.output;
+  EXPECT_TRUE(contains(run.output, "check failed: the activation went out once")) << run.output;
+  EXPECT_TRUE(contains(readFile(out + "/index.html"), "a check failed"));
+  EXPECT_FALSE(server.entriesFor("get_recommend_list").empty()) << "the given server was used";
 }
 
 TEST(QdxDemoTest, BadOptionsExitWithUsage) {
   TestEnv env;
-  for (const char* args : {"--app-id 12x", "--run-seconds -1", "--channel", "--bogus"}) {
+  for (const char* args : {"--app-id 12x", "--run-seconds -1", "--channel", "--bogus", "--out"}) {
     const DemoRun run = runDemo(env.tempRoot(), args);
     EXPECT_EQ(run.exitCode, 2) << args;
-    expectAllIn(run, {"usage: qdx-demo"});
+    EXPECT_TRUE(contains(run.output, "usage: qdx-demo")) << args;
   }
   EXPECT_EQ(runDemo(env.tempRoot(), "--sample-png").exitCode, 2);
 }
