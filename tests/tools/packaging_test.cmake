@@ -14,17 +14,8 @@ set(prefix ${WORK_DIR}/prefix)
 file(REMOVE_RECURSE ${WORK_DIR})
 file(MAKE_DIRECTORY ${WORK_DIR}/home)
 
-# Runs a command; stops the test with its output when it fails. The output
-# is left in step_output.
-function(step name)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE result
-                  OUTPUT_VARIABLE output ERROR_VARIABLE output)
-  if(NOT result EQUAL 0)
-    message(FATAL_ERROR "packaging test: ${name} failed (${result}):\n${output}")
-  endif()
-  message(STATUS "packaging test: ${name}: ok")
-  set(step_output "${output}" PARENT_SCOPE)
-endfunction()
+set(TEST_NAME "packaging test")
+include(${CMAKE_CURRENT_LIST_DIR}/script_steps.cmake)
 
 # The host app must start the SDK and say so; its files stay in WORK_DIR.
 function(run_host_app name program)
@@ -37,6 +28,7 @@ endfunction()
 
 step("install" ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 foreach(installed include/qdx/QDXAD.h include/qdx/QDXExport.h include/qdx/kit/View.h
+                  include/qdx/RunLoop.h include/qdx/PosixPlatform.h include/qdx/kit/Renderer.h
                   lib/cmake/qdx/qdxConfig.cmake lib/pkgconfig/qdx.pc)
   if(NOT EXISTS ${prefix}/${installed})
     message(FATAL_ERROR "packaging test: ${installed} was not installed")

@@ -12,15 +12,8 @@ set(prefix ${WORK_DIR}/prefix)
 file(REMOVE_RECURSE ${WORK_DIR})
 file(MAKE_DIRECTORY ${WORK_DIR}/home)
 
-function(step name)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE result
-                  OUTPUT_VARIABLE output ERROR_VARIABLE output)
-  if(NOT result EQUAL 0)
-    message(FATAL_ERROR "shared library test: ${name} failed (${result}):\n${output}")
-  endif()
-  message(STATUS "shared library test: ${name}: ok")
-  set(step_output "${output}" PARENT_SCOPE)
-endfunction()
+set(TEST_NAME "shared library test")
+include(${CMAKE_CURRENT_LIST_DIR}/script_steps.cmake)
 
 step("configure" ${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/build -G Ninja
      -DCMAKE_BUILD_TYPE=Release -DQDX_BUILD_SHARED=ON -DQDX_BUILD_TESTS=OFF

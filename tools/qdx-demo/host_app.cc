@@ -78,20 +78,22 @@ void RecordingDelegate::onNoAD(long code) { add("onNoAD", " " + std::to_string(c
 
 void RecordingDelegate::onADClicked() { add("onADClicked"); }
 
-void RecordingDelegate::onADShowedWithADRequest(const std::shared_ptr<QDXADRequest>& request,
-                                                float adWidth, float adHeight) {
+// " type T, W x H": what the show and close callbacks carry.
+std::string requestDetail(const std::shared_ptr<QDXADRequest>& request, float width, float height) {
   char detail[96];
   std::snprintf(detail, sizeof detail, " type %d, %.2f x %.2f", request ? request->adType() : -1,
-                adWidth, adHeight);
-  add("onADShowedWithADRequest", detail);
+                width, height);
+  return detail;
+}
+
+void RecordingDelegate::onADShowedWithADRequest(const std::shared_ptr<QDXADRequest>& request,
+                                                float adWidth, float adHeight) {
+  add("onADShowedWithADRequest", requestDetail(request, adWidth, adHeight));
 }
 
 void RecordingDelegate::onADClosedWithADRequest(const std::shared_ptr<QDXADRequest>& request,
                                                 float adWidth, float adHeight) {
-  char detail[96];
-  std::snprintf(detail, sizeof detail, " type %d, %.2f x %.2f", request ? request->adType() : -1,
-                adWidth, adHeight);
-  add("onADClosedWithADRequest", detail);
+  add("onADClosedWithADRequest", requestDetail(request, adWidth, adHeight));
 }
 
 void RecordingDelegate::note(const std::string& line) {

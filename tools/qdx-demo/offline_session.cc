@@ -84,8 +84,7 @@ void runOfflineSession(Session& s, const SessionSettings& settings) {
     if (settings.freshDevice) {
       s.check(s.stepRows("reg_dev").size() == 1, "the device registered");
     }
-    s.check(countEvents(s.stepRows("report_event"), kUseTimeEvent) >= 1,
-            "the kept use time was sent");
+    s.checkEvents(kUseTimeEvent, 1, "the kept use time was sent", true);
   }
   s.useScreenshot(file);
   s.end();

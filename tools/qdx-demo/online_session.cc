@@ -48,8 +48,7 @@ void firstStart(Session& s, const SessionSettings& settings) {
   if (s.hasJournal()) {
     if (settings.freshDevice) {
       s.check(s.stepRows("reg_dev").size() == 1, "the new device registered once");
-      s.check(countEvents(s.stepRows("report_event"), kActivationEvent) == 1,
-              "the activation went out once");
+      s.checkEvents(kActivationEvent, 1, "the activation went out once");
     } else {
       s.check(s.stepRows("reg_dev").empty(), "a known device does not register again");
     }
@@ -80,8 +79,8 @@ void banner(Session& s, int bannerType, const std::string& name, const std::stri
   }
   if (s.hasJournal()) {
     s.check(s.stepRows("get_recommend_list").size() == 1, "one ad-list request");
-    s.check(countEvents(s.stepRows("report_event"), kRequestEvent) == 1, "one request event");
-    s.check(countEvents(s.stepRows("report_event"), kShowEvent) == 1, "one show event");
+    s.checkEvents(kRequestEvent, 1, "one request event");
+    s.checkEvents(kShowEvent, 1, "one show event");
   }
   s.screenshot();
   s.end();
@@ -103,7 +102,7 @@ void tapBanner(Session& s) {
   s.check(!opened.empty() && fromStore(opened.back()), "the store link was opened");
   s.check(findBanner(home) == nullptr, "the banner left the screen");
   if (s.hasJournal()) {
-    s.check(countEvents(s.stepRows("report_event"), kClickEvent) == 1, "one click event");
+    s.checkEvents(kClickEvent, 1, "one click event");
   }
   s.screenshot();
   s.end();
@@ -171,9 +170,8 @@ void presentWall(Session& s) {
   s.check(wall(s) != nullptr, "the wall is presented");
   s.check(pages(s) == 5, "five cards");
   if (s.hasJournal()) {
-    s.check(countEvents(s.stepRows("report_event"), kRequestEvent) == 5,
-            "a request event for each of the first five apps");
-    s.check(countEvents(s.stepRows("report_event"), kShowEvent) == 1, "one show event");
+    s.checkEvents(kRequestEvent, 5, "a request event for each of the first five apps");
+    s.checkEvents(kShowEvent, 1, "one show event");
   }
   s.screenshot();
   s.end();
@@ -192,7 +190,7 @@ void swipeTo(Session& s, long page) {
   s.check(settled == page, "the strip settled on page " + number);
   s.settle();
   if (s.hasJournal()) {
-    s.check(countEvents(s.stepRows("report_event"), kShowEvent) == 1, "one show event");
+    s.checkEvents(kShowEvent, 1, "one show event");
   }
   s.screenshot();
   s.end();
@@ -215,8 +213,8 @@ void downloadOne(Session& s) {
   auto dots = controller ? findFirst<PageControl>(controller->view()) : nullptr;
   s.check(dots && dots->currentPage() == 0, "the wall starts again on page 1");
   if (s.hasJournal()) {
-    s.check(countEvents(s.stepRows("report_event"), kClickEvent) == 1, "one click event");
-    s.check(countEvents(s.stepRows("report_event"), kShowEvent) == 1, "one show event");
+    s.checkEvents(kClickEvent, 1, "one click event");
+    s.checkEvents(kShowEvent, 1, "one show event");
   }
   s.screenshot();
   s.end();
@@ -325,7 +323,7 @@ void tapSlot(Session& s, const std::shared_ptr<View>& slot, const std::shared_pt
   const auto opened = s.app().openedURLs();
   s.check(!opened.empty() && fromStore(opened.back()), "the store link was opened");
   if (s.hasJournal()) {
-    s.check(countEvents(s.stepRows("report_event"), kClickEvent) == 1, "one click event");
+    s.checkEvents(kClickEvent, 1, "one click event");
   }
   s.screenshot(feed);
   s.end();
@@ -338,7 +336,7 @@ void terminate(Session& s, const SessionSettings& settings, const std::shared_pt
   QDXAD::sdkTerminate();
   s.settle();
   if (s.hasJournal()) {
-    s.check(countEvents(s.stepRows("report_event"), kUseTimeEvent) == 1, "one use-time event");
+    s.checkEvents(kUseTimeEvent, 1, "one use-time event");
   }
   if (settings.storeListing) {
     for (const std::string& line : settings.storeListing()) s.note(line);
@@ -363,7 +361,7 @@ void secondStart(Session& s, const SessionSettings& settings) {
   s.settle();
   if (s.hasJournal()) {
     s.check(s.stepRows("reg_dev").empty(), "no registration");
-    s.check(countEvents(s.stepRows("report_event"), kActivationEvent) == 0, "no activation");
+    s.checkEvents(kActivationEvent, 0, "no activation");
   }
   s.useScreenshot(file);
   s.end();

@@ -48,6 +48,12 @@ bool Session::check(bool ok, const std::string& what) {
   return ok;
 }
 
+void Session::checkEvents(int kind, std::size_t count, const std::string& what, bool atLeast) {
+  if (!hasJournal()) return;
+  const std::size_t found = countEvents(stepRows("report_event"), kind);
+  check(atLeast ? found >= count : found == count, what);
+}
+
 bool Session::waitFor(const std::function<bool()>& predicate, double timeoutSeconds) {
   return RunLoop::main().runUntil(predicate, timeoutSeconds);
 }

@@ -44,6 +44,9 @@ class Session {
   void begin(const std::string& name, const std::string& title, const std::string& description);
   // Records a check of the current step; returns ok.
   bool check(bool ok, const std::string& what);
+  // Checks that the step's event reports hold count events of kind (see
+  // countEvents), or at least count when atLeast; nothing without a journal.
+  void checkEvents(int kind, std::size_t count, const std::string& what, bool atLeast = false);
   // Serves the main loop until predicate holds (at most timeoutSeconds).
   bool waitFor(const std::function<bool()>& predicate, double timeoutSeconds = 10);
   // Serves the main loop until the server's journal has been still for a
