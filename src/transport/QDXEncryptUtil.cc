@@ -4,7 +4,10 @@
 #include <openssl/hmac.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "common/hex.h"
@@ -18,16 +21,34 @@ bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
 // Bytes that stay as they are after both escaping steps: the URL-query set
 // (letters, digits and - . _ ~ ! $ & ' ( ) * + , ; = : @ / ?) less the five
-// marks that the second step escapes (+ & = : /).
-bool staysUnescaped(unsigned char c) {
-  if ((c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) return true;
-  return std::strchr("-._~!$'()*,;@?", c) != nullptr && c != '\0';
+// marks that the second step escapes (+ & = : /). A table, as every byte of
+// the string to sign is looked up.
+constexpr std::array<bool, 256> kStaysUnescaped = [] {
+  std::array<bool, 256> table{};
+  for (int c = 'A'; c <= 'Z'; ++c) table[c] = true;
+  for (int c = 'a'; c <= 'z'; ++c) table[c] = true;
+  for (int c = '0'; c <= '9'; ++c) table[c] = true;
+  for (char c : std::string_view("-._~!$'()*,;@?")) table[static_cast<unsigned char>(c)] = true;
+  return table;
+}();
+
+// Appends text to out with every byte outside the table as "%XX".
+void appendEscaped(std::string& out, std::string_view text) {
+  for (char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (kStaysUnescaped[byte]) {
+      out.push_back(c);
+    } else {
+      out.push_back('%');
+      hex::appendByte(out, byte);
+    }
+  }
 }
 
 // Orders two keys the way the platform's numeric, case-sensitive,
 // locale-free comparison does: runs of digits by their value, any other
 // character by code point (UTF-8 byte order is code point order).
-int compareKeys(const std::string& a, const std::string& b) {
+int compareKeys(std::string_view a, std::string_view b) {
   std::size_t i = 0;
   std::size_t j = 0;
   while (i < a.size() && j < b.size()) {
@@ -75,39 +96,36 @@ std::string upperCaseAscii(std::string text) {
 std::string QDXEncryptUtil::encodeToPercentEscapeString(const std::string& text) {
   std::string escaped;
   escaped.reserve(text.size() * 3);
-  for (char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (staysUnescaped(byte)) {
-      escaped.push_back(c);
-    } else {
-      escaped.push_back('%');
-      hex::appendByte(escaped, byte);
-    }
-  }
+  appendEscaped(escaped, text);
   return escaped;
 }
 
 std::string QDXEncryptUtil::makeSig(const std::string& method, const std::string& url,
                                     const Json& params, const std::string& key) {
-  std::vector<std::string> keys;
+  // The members, sorted once by key; each keeps its value beside it.
+  std::vector<std::pair<std::string_view, const Json*>> members;
   if (params.is_object()) {
-    keys.reserve(params.size());
-    for (const auto& item : params.items()) keys.push_back(item.key());
+    members.reserve(params.size());
+    for (auto it = params.begin(); it != params.end(); ++it) members.emplace_back(it.key(), &*it);
   }
-  std::stable_sort(keys.begin(), keys.end(),
-                   [](const std::string& a, const std::string& b) { return compareKeys(a, b) < 0; });
+  std::stable_sort(members.begin(), members.end(), [](const auto& a, const auto& b) {
+    return compareKeys(a.first, b.first) < 0;
+  });
 
-  std::string toSign = upperCaseAscii(method) + "&" + encodeToPercentEscapeString(url) + "&";
-  std::string joined;
-  for (const std::string& name : keys) {
-    joined += name;
-    joined += '=';
-    joined += json::describe(json::member(params, name));
-    joined += '&';
-  }
-  if (!joined.empty()) {
-    joined.pop_back();
-    toSign += encodeToPercentEscapeString(joined);
+  // METHOD&escaped(url)&escaped(k1=v1&k2=v2...), escaped in one pass: the
+  // joining "=" and "&" are written in their escaped forms directly.
+  std::string toSign = upperCaseAscii(method);
+  toSign.reserve(toSign.size() + 3 * url.size() + 3 * 64 * members.size() + 2);
+  toSign += '&';
+  appendEscaped(toSign, url);
+  toSign += '&';
+  bool first = true;
+  for (const auto& [name, value] : members) {
+    if (!first) toSign += "%26";
+    first = false;
+    appendEscaped(toSign, name);
+    toSign += "%3D";
+    appendEscaped(toSign, json::describe(*value));
   }
   return HmacSha1(key, toSign);
 }
