@@ -32,16 +32,18 @@ constexpr std::array<bool, 256> kStaysUnescaped = [] {
   return table;
 }();
 
-// Appends text to out with every byte outside the table as "%XX".
+// Appends text to out with every byte outside the table as "%XX". Runs of
+// bytes that stay are copied in one go: most of a signed envelope is hex.
 void appendEscaped(std::string& out, std::string_view text) {
-  for (char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (kStaysUnescaped[byte]) {
-      out.push_back(c);
-    } else {
-      out.push_back('%');
-      hex::appendByte(out, byte);
-    }
+  std::size_t start = 0;
+  while (start < text.size()) {
+    std::size_t end = start;
+    while (end < text.size() && kStaysUnescaped[static_cast<unsigned char>(text[end])]) ++end;
+    out.append(text.data() + start, end - start);
+    if (end == text.size()) break;
+    out.push_back('%');
+    hex::appendByte(out, static_cast<unsigned char>(text[end]));
+    start = end + 1;
   }
 }
 
@@ -125,7 +127,12 @@ std::string QDXEncryptUtil::makeSig(const std::string& method, const std::string
     first = false;
     appendEscaped(toSign, name);
     toSign += "%3D";
-    appendEscaped(toSign, json::describe(*value));
+    // A string is its own description; the others are formatted first.
+    if (value->is_string()) {
+      appendEscaped(toSign, value->get_ref<const std::string&>());
+    } else {
+      appendEscaped(toSign, json::describe(*value));
+    }
   }
   return HmacSha1(key, toSign);
 }
