@@ -14,7 +14,7 @@
 #include "identity/QDXAppInfo.h"
 #include "identity/QDXKeyChain.h"
 #include "platform/posix_env.h"
-#include "platform/run_loop.h"
+#include "qdx/RunLoop.h"
 #include "qdx/QDXAD.h"
 #include "reference_fixture.h"
 #include "reporting/QDXHttpRequestProxy.h"
