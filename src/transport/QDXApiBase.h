@@ -8,6 +8,14 @@ namespace qdx {
 
 inline constexpr const char kQDXApiBase[] = "https://api.qdx.example";
 
+// The API's host name: the base address without its scheme,
+// "api.qdx.example". Local servers stand in for it by connect-to mappings.
+inline std::string apiHost() {
+  const std::string base = kQDXApiBase;
+  const std::string::size_type scheme = base.find("://");
+  return scheme == std::string::npos ? base : base.substr(scheme + 3);
+}
+
 // Endpoint paths, each formed with the base address as "%@/qdx/...".
 namespace endpoints {
 inline constexpr const char kRegisterDevice[] = "/qdx/reg_dev";

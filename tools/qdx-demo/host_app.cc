@@ -144,6 +144,14 @@ HostApp::HostApp()
   });
 }
 
+bool HostApp::startSdk(const std::string& channel, std::int64_t appId, const std::string& appKey,
+                       bool debug) {
+  QDXAD::setADDelegate(delegate_);  // held weakly: the app keeps it
+  if (debug) QDXAD::setDebug(true);
+  sdk_ = QDXAD::initWithChannel(channel, appId, appKey);
+  return sdk_ != nullptr;
+}
+
 std::shared_ptr<View> HostApp::showFeed(const std::vector<std::shared_ptr<View>>& adViews) {
   const double width = window_->bounds().width();
   // Posts and ads alternate: post, ad, post, ad, ..., then one more post.

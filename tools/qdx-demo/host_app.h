@@ -4,11 +4,13 @@
 // and an open-URL hook that writes down the store links it was asked to
 // open. It uses only the library's public headers.
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
+#include "qdx/QDXAD.h"
 #include "qdx/QDXADDelegate.h"
 #include "qdx/kit/Kit.h"
 
@@ -45,6 +47,12 @@ class HostApp {
   // finds the current screen through. Call on the main thread.
   HostApp();
 
+  // Starts the SDK as a host does at launch: its delegate first, then the
+  // debug switch when asked, then initWithChannel. The app keeps the facade
+  // for its life. Returns whether the SDK started.
+  bool startSdk(const std::string& channel, std::int64_t appId, const std::string& appKey,
+                bool debug);
+
   std::shared_ptr<kit::Window> window() const { return window_; }
   std::shared_ptr<kit::ViewController> home() const { return home_; }
   std::shared_ptr<RecordingDelegate> delegate() const { return delegate_; }
@@ -67,6 +75,7 @@ class HostApp {
   std::shared_ptr<kit::View> feedContent_;
   std::shared_ptr<kit::ApplicationDelegate> appDelegate_;
   std::shared_ptr<RecordingDelegate> delegate_;
+  std::shared_ptr<QDXAD> sdk_;
   struct Opened {
     std::mutex mutex;
     std::vector<std::string> urls;

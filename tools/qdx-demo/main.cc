@@ -46,14 +46,6 @@ namespace {
 namespace fs = std::filesystem;
 using qdx::demo::Options;
 
-// The API's host name, "api.qdx.example" for "https://api.qdx.example".
-std::string apiHost() {
-  std::string host = qdx::kQDXApiBase;
-  const std::string scheme = "https://";
-  if (host.rfind(scheme, 0) == 0) host = host.substr(scheme.size());
-  return host;
-}
-
 // The journal of a server the demo did not start, through its control
 // endpoint; empty when it offers none.
 std::vector<qdx::Json> controlJournal() {
@@ -139,15 +131,13 @@ int relaunch(const Options& options, const std::string& screenshot,
 // may still be at work).
 [[noreturn]] void runRelaunched(const Options& options) {
   qdx::demo::HostApp app;
-  qdx::QDXAD::setADDelegate(app.delegate());
-  if (options.debug) qdx::QDXAD::setDebug(true);
-  auto sdk = qdx::QDXAD::initWithChannel(options.channel, options.appId, options.appKey);
+  const bool started = app.startSdk(options.channel, options.appId, options.appKey, options.debug);
   bool told = false;
   qdx::RunLoop::main().watchReadable(STDIN_FILENO, [&told] { told = true; });
   qdx::RunLoop::main().runUntil([&told] { return told; }, 30);
   const bool drawn = qdx::kit::writePng(app.window(), options.relaunchScreenshot, 2);
   std::fflush(nullptr);
-  ::_exit(sdk && drawn ? 0 : 1);
+  ::_exit(started && drawn ? 0 : 1);
 }
 
 int runDemo(const Options& options) {
@@ -188,7 +178,7 @@ int runDemo(const Options& options) {
     if (qdx::PosixPlatform::caFile().empty()) {
       qdx::PosixPlatform::setCaFile(qdx::ServerProcess::caFile());
     }
-    qdx::PosixPlatform::setConnectTo({apiHost() + ":443:127.0.0.1:" + std::to_string(server->port())});
+    qdx::PosixPlatform::setConnectTo({server->connectTo()});
     serverText = "the reference server on 127.0.0.1:" + std::to_string(server->port());
   } else if (connectToGiven) {
     serverText = "as QDX_CONNECT_TO says (" + joined(qdx::PosixPlatform::connectTo()) + ")";

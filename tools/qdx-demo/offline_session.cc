@@ -29,11 +29,8 @@ void runOfflineSession(Session& s, const SessionSettings& settings) {
   s.begin("01-offline-start", "An offline start",
           "The device has no data connection. The SDK stores the app's identity and the "
           "start of its use time, and stops before the network: nothing is sent.");
-  QDXAD::setADDelegate(s.app().delegate());
-  if (settings.debug) QDXAD::setDebug(true);
-  static std::shared_ptr<QDXAD> sdk;  // the host keeps its facade for the app's life
-  sdk = QDXAD::initWithChannel(settings.channel, settings.appId, settings.appKey);
-  s.check(sdk != nullptr, "the SDK started");
+  s.check(s.app().startSdk(settings.channel, settings.appId, settings.appKey, settings.debug),
+          "the SDK started");
   RunLoop::main().runFor(settings.runSeconds);
   s.settle();
   s.check(s.stepJournal().empty(), "nothing reached the server");

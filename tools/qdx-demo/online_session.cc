@@ -33,11 +33,8 @@ void firstStart(Session& s, const SessionSettings& settings) {
           "The host starts the SDK with its channel, app id and app key. A new device "
           "registers; the registration's answer brings the one-time activation, and the "
           "configuration and the SDK's own images are fetched in the background.");
-  QDXAD::setADDelegate(s.app().delegate());
-  if (settings.debug) QDXAD::setDebug(true);
-  static std::shared_ptr<QDXAD> sdk;  // the host keeps its facade for the app's life
-  sdk = QDXAD::initWithChannel(settings.channel, settings.appId, settings.appKey);
-  s.check(sdk != nullptr, "the SDK started");
+  s.check(s.app().startSdk(settings.channel, settings.appId, settings.appKey, settings.debug),
+          "the SDK started");
   if (settings.freshDevice) {
     s.waitFor([&] {
       return !s.stepRows("reg_dev").empty() && !s.stepRows("get_configuration").empty();

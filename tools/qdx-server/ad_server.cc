@@ -11,6 +11,7 @@
 
 #include "common/hex.h"
 #include "common/json_access.h"
+#include "transport/QDXApiBase.h"
 #include "envelope_check.h"
 
 namespace qdx::server {
@@ -197,7 +198,7 @@ void AdServer::pause(double seconds) {
 
 std::string AdServer::origin(const httplib::Request& req) const {
   std::string host = req.get_header_value("Host");
-  if (host.empty()) host = "api.qdx.example";
+  if (host.empty()) host = apiHost();
   const std::string defaultPort = ":443";
   if (host.size() > defaultPort.size() &&
       host.compare(host.size() - defaultPort.size(), defaultPort.size(), defaultPort) == 0) {
@@ -289,7 +290,7 @@ Json AdServer::answerFor(const std::string& endpoint, const Json& body, const st
     withData(Json{{"devid", deviceIdFor(imei.is_string() ? imei.get<std::string>() : "")}});
   } else if (endpoint == "get_recommend_list") {
     long long adType = json::asInteger(json::member(body, "ad_type")).value_or(0);
-    withData(buildAdList(options_.catalogSize, adType, "https://api.qdx.example"));
+    withData(buildAdList(options_.catalogSize, adType, kQDXApiBase));
   } else if (endpoint == "get_configuration") {
     // The configuration travels as plain JSON text in "data".
     Json config = Json::object();

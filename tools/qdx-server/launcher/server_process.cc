@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "common/json_access.h"
+#include "transport/QDXApiBase.h"
 
 extern char** environ;
 
@@ -122,7 +123,7 @@ ServerProcess::~ServerProcess() {
 }
 
 std::string ServerProcess::connectTo() const {
-  return "api.qdx.example:443:127.0.0.1:" + std::to_string(port_);
+  return apiHost() + ":443:127.0.0.1:" + std::to_string(port_);
 }
 
 std::string ServerProcess::caFile() { return QDX_TEST_CA_FILE; }
@@ -171,7 +172,7 @@ bool ServerProcess::control(const std::string& path, const std::string& body) co
   if (port_ <= 0) return false;
   CURL* curl = curl_easy_init();
   if (curl == nullptr) return false;
-  const std::string url = "https://api.qdx.example" + path;
+  const std::string url = std::string(kQDXApiBase) + path;
   curl_slist* connect = curl_slist_append(nullptr, connectTo().c_str());
   curl_slist* headers = curl_slist_append(nullptr, "Content-Type: application/json");
   curl_easy_setopt(curl, CURLOPT_URL, url.c_str());

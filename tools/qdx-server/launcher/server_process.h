@@ -37,8 +37,8 @@ class ServerProcess {
   ServerProcess& operator=(const ServerProcess&) = delete;
 
   int port() const { return port_; }
-  // The API host mapped to this server, "api.qdx.example:443:127.0.0.1:PORT",
-  // a curl CONNECT_TO mapping.
+  // The API host mapped to this server, "HOST:443:127.0.0.1:PORT" (the host
+  // of the built-in base address), a curl CONNECT_TO mapping.
   std::string connectTo() const;
   // The CA that signed the server's certificate (the build's test CA).
   static std::string caFile();
