@@ -4,18 +4,10 @@
 # build offline; any failing step fails the test with its output.
 # CXX_FLAGS and LINKER_FLAGS carry the build's own flags (a sanitizer build's
 # library needs its runtime in the host app too).
-foreach(var BUILD_DIR EXAMPLE_DIR WORK_DIR CXX PKG_CONFIG)
-  if(NOT ${var})
-    message(FATAL_ERROR "packaging test: ${var} is not set")
-  endif()
-endforeach()
-
-set(prefix ${WORK_DIR}/prefix)
-file(REMOVE_RECURSE ${WORK_DIR})
-file(MAKE_DIRECTORY ${WORK_DIR}/home)
-
 set(TEST_NAME "packaging test")
 include(${CMAKE_CURRENT_LIST_DIR}/script_steps.cmake)
+begin_test(BUILD_DIR EXAMPLE_DIR WORK_DIR CXX PKG_CONFIG)
+set(prefix ${WORK_DIR}/prefix)
 
 # The host app must start the SDK and say so; its files stay in WORK_DIR.
 function(run_host_app name program)

@@ -1,3 +1,5 @@
+# Helpers of the cmake -P test scripts. TEST_NAME names the test in messages.
+#
 # step(NAME COMMAND...): runs a command for a cmake -P test script; stops the
 # test with the command's output when it fails, and leaves the output in
 # step_output. TEST_NAME names the test in its messages.
@@ -9,4 +11,16 @@ function(step name)
   endif()
   message(STATUS "${TEST_NAME}: ${name}: ok")
   set(step_output "${output}" PARENT_SCOPE)
+endfunction()
+
+# begin_test(VAR...): stops the test unless every named variable is set,
+# then gives it an empty WORK_DIR with a home folder for the apps it runs.
+function(begin_test)
+  foreach(var ${ARGN})
+    if(NOT ${var})
+      message(FATAL_ERROR "${TEST_NAME}: ${var} is not set")
+    endif()
+  endforeach()
+  file(REMOVE_RECURSE ${WORK_DIR})
+  file(MAKE_DIRECTORY ${WORK_DIR}/home)
 endfunction()

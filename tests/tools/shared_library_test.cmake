@@ -2,18 +2,10 @@
 # from SOURCE_DIR in WORK_DIR, installs it, builds the example host app
 # against it and runs it offline, and checks the library's dynamic symbols:
 # the public API is exported, internals are not.
-foreach(var SOURCE_DIR EXAMPLE_DIR WORK_DIR CXX NM)
-  if(NOT ${var})
-    message(FATAL_ERROR "shared library test: ${var} is not set")
-  endif()
-endforeach()
-
-set(prefix ${WORK_DIR}/prefix)
-file(REMOVE_RECURSE ${WORK_DIR})
-file(MAKE_DIRECTORY ${WORK_DIR}/home)
-
 set(TEST_NAME "shared library test")
 include(${CMAKE_CURRENT_LIST_DIR}/script_steps.cmake)
+begin_test(SOURCE_DIR EXAMPLE_DIR WORK_DIR CXX NM)
+set(prefix ${WORK_DIR}/prefix)
 
 step("configure" ${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/build -G Ninja
      -DCMAKE_BUILD_TYPE=Release -DQDX_BUILD_SHARED=ON -DQDX_BUILD_TESTS=OFF
