@@ -1,7 +1,8 @@
 // PosixEnv's URL loading on libcurl.
 //
-// Each thread keeps one easy handle and reuses it, so consecutive requests
-// from a worker share the connection cache and TLS session of that handle.
+// Easy handles are pooled across threads and reused, so requests share the
+// open connections and TLS sessions of earlier ones, whichever thread made
+// them.
 // TLS peer and host verification are always on; an extra CA file, when one
 // is configured, is the trust store for that request (tests and the demo
 // point it at the reference server's test CA).
@@ -11,6 +12,7 @@
 #include <exception>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "platform/posix_env.h"
 
@@ -22,29 +24,69 @@ void initCurlOnce() {
   std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
 }
 
-// One easy handle per thread, cleaned up when the thread ends.
-class ThreadHandle {
+// Easy handles are pooled for the whole process: a request takes an idle
+// handle, or makes one, and gives it back when done. Every ad request runs
+// on a thread of its own, so a handle per thread would open a new TLS
+// connection for each; a pooled handle brings its open connections and TLS
+// session along. A handle is used by one request at a time.
+class HandlePool {
  public:
-  ThreadHandle() {
-    initCurlOnce();
-    handle_ = curl_easy_init();
-  }
-  ~ThreadHandle() {
-    if (handle_ != nullptr) curl_easy_cleanup(handle_);
-  }
-  ThreadHandle(const ThreadHandle&) = delete;
-  ThreadHandle& operator=(const ThreadHandle&) = delete;
+  // Idle handles above this are cleaned up on return; more than this many
+  // requests at once are rare.
+  static constexpr std::size_t kMaxIdle = 8;
 
-  CURL* get() { return handle_; }
+  static HandlePool& shared() {
+    // Never destroyed: detached threads may still return handles while the
+    // process exits.
+    static HandlePool* const pool = new HandlePool();
+    return *pool;
+  }
+
+  // An idle handle (the most recently used first, its connections the
+  // warmest), or a new one; null when libcurl cannot make one.
+  CURL* take() {
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      if (!idle_.empty()) {
+        CURL* handle = idle_.back();
+        idle_.pop_back();
+        return handle;
+      }
+    }
+    initCurlOnce();
+    return curl_easy_init();
+  }
+
+  void giveBack(CURL* handle) {
+    if (handle == nullptr) return;
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      if (idle_.size() < kMaxIdle) {
+        idle_.push_back(handle);
+        return;
+      }
+    }
+    curl_easy_cleanup(handle);
+  }
 
  private:
-  CURL* handle_ = nullptr;
+  std::mutex mutex_;
+  std::vector<CURL*> idle_;
 };
 
-CURL* threadHandle() {
-  thread_local ThreadHandle handle;
-  return handle.get();
-}
+// Holds a pooled handle for the length of one request.
+class PooledHandle {
+ public:
+  PooledHandle() : handle_(HandlePool::shared().take()) {}
+  ~PooledHandle() { HandlePool::shared().giveBack(handle_); }
+  PooledHandle(const PooledHandle&) = delete;
+  PooledHandle& operator=(const PooledHandle&) = delete;
+
+  CURL* get() const { return handle_; }
+
+ private:
+  CURL* handle_;
+};
 
 size_t appendBody(char* data, size_t size, size_t count, void* target) {
   static_cast<std::string*>(target)->append(data, size * count);
@@ -144,7 +186,8 @@ HttpResponse perform(CURL* curl, const HttpRequest& request, const std::string& 
 
 HttpResponse PosixEnv::performHttp(const HttpRequest& request) {
   try {
-    CURL* curl = threadHandle();
+    PooledHandle handle;
+    CURL* curl = handle.get();
     if (curl == nullptr) {
       HttpResponse failed;
       failed.error = "libcurl could not create a handle";
