@@ -2,6 +2,7 @@
 
 #include <exception>
 
+#include "kit/decoded_image_memo.h"
 #include "kit/image_decode.h"
 
 namespace qdx::kit {
@@ -12,9 +13,13 @@ Image::Image(int width, int height, std::vector<std::uint32_t> pixels, double sc
 std::shared_ptr<Image> Image::imageWithData(const std::optional<std::string>& data) {
   if (!data || data->empty()) return nullptr;
   try {
+    DecodedImageMemo& memo = DecodedImageMemo::shared();
+    if (std::shared_ptr<Image> known = memo.find(*data)) return known;
     DecodedPixels decoded;
     if (!decodeImage(*data, decoded)) return nullptr;
-    return std::make_shared<Image>(decoded.width, decoded.height, std::move(decoded.pixels), 1);
+    auto image = std::make_shared<Image>(decoded.width, decoded.height, std::move(decoded.pixels), 1);
+    memo.keep(*data, image);
+    return image;
   } catch (const std::exception&) {
     return nullptr;  // e.g. an allocation failure on absurd dimensions
   }

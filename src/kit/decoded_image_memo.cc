@@ -1,0 +1,43 @@
+#include "kit/decoded_image_memo.h"
+
+#include <functional>
+
+#include "qdx/kit/Image.h"
+
+namespace qdx::kit {
+
+DecodedImageMemo& DecodedImageMemo::shared() {
+  // Never destroyed: detached threads may decode while the process exits.
+  static DecodedImageMemo* const memo = new DecodedImageMemo();
+  return *memo;
+}
+
+std::shared_ptr<Image> DecodedImageMemo::find(const std::string& bytes) {
+  const std::size_t hash = std::hash<std::string>()(bytes);
+  std::lock_guard<std::mutex> lock(mutex_);
+  for (auto it = entries_.begin(); it != entries_.end(); ++it) {
+    if (it->hash != hash || it->bytes != bytes) continue;
+    entries_.splice(entries_.begin(), entries_, it);
+    return entries_.front().image;
+  }
+  return nullptr;
+}
+
+void DecodedImageMemo::keep(const std::string& bytes, const std::shared_ptr<Image>& image) {
+  if (!image) return;
+  const std::size_t pixelBytes = image->pixels().size() * sizeof(std::uint32_t);
+  if (pixelBytes > kMaxImageBytes) return;
+  const std::size_t hash = std::hash<std::string>()(bytes);
+  std::lock_guard<std::mutex> lock(mutex_);
+  for (const Entry& entry : entries_) {
+    if (entry.hash == hash && entry.bytes == bytes) return;  // another thread was first
+  }
+  entries_.push_front(Entry{hash, bytes, image, pixelBytes});
+  pixelBytes_ += pixelBytes;
+  while (pixelBytes_ > kBudgetBytes && !entries_.empty()) {
+    pixelBytes_ -= entries_.back().pixelBytes;
+    entries_.pop_back();
+  }
+}
+
+}  // namespace qdx::kit
