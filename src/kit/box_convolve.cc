@@ -2,90 +2,105 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
+#include <type_traits>
+
+#include "kit/box_mean.h"
 
 namespace qdx::kit {
 namespace {
 
 constexpr std::size_t kChannels = 4;
 
-// Rounded means: round(sum / divisor), halves up, computed as
-// floor((sum + divisor / 2) * multiplier / 2^shift). With multiplier =
-// ceil(2^shift / divisor) and 2^shift > 256 * divisor^2 the product's error
-// stays below 1 / divisor, so the floor is exact for every sum of at most
-// 255 * divisor (the most a window of bytes can add up to).
-struct MeanDivider {
-  explicit MeanDivider(std::uint64_t d) : divisor(d), half(d / 2) {
-    while (shift < 63 && (std::uint64_t{1} << shift) / 256 / divisor <= divisor) ++shift;
-    multiplier = ((std::uint64_t{1} << shift) + divisor - 1) / divisor;
-    // Both factors must fit 32 bits for the widening multiply.
-    fast = 256 * divisor < (std::uint64_t{1} << 32) && multiplier < (std::uint64_t{1} << 32) && shift < 63;
-  }
-  std::uint64_t divisor;
-  std::uint64_t half;
-  unsigned shift = 1;
-  std::uint64_t multiplier = 0;
-  bool fast = false;
-};
+// The four channel sums of one pixel, added and subtracted as one vector
+// (GCC and Clang vector extensions: plain SIMD where the target has it).
+typedef std::uint32_t PixelSum32 __attribute__((vector_size(16)));
+typedef std::uint64_t PixelSum64 __attribute__((vector_size(32)));
 
-template <class Sum>
-void writeMeans(const Sum* sums, std::size_t count, const MeanDivider& div, std::uint8_t* out) {
-  if (div.fast) {
-    const auto half = static_cast<std::uint32_t>(div.half);
-    const auto multiplier = static_cast<std::uint32_t>(div.multiplier);
-    for (std::size_t i = 0; i < count; ++i) {
-      const auto n = static_cast<std::uint32_t>(sums[i]) + half;
-      out[i] = static_cast<std::uint8_t>((std::uint64_t{n} * multiplier) >> div.shift);
-    }
-    return;
+// Column sums of up to 128 bytes fit 15 bits, so both they and the change
+// between two of them fit a 16-bit lane; taller kernels take 32 (the
+// largest side allowed, 2^20, gives under 2^28).
+constexpr long kMaxShortColumnHeight = 32767 / 255;
+
+// Writes the running window sums of one row, given the column sums padded
+// at both ends and the sum of the first window: windows[i] is first the
+// change after pixel i (the column entering less the column leaving), in
+// a plain loop the compiler vectorises, then the sum at it.
+template <class Column, class Sums, class Window>
+void slideRow(const Column* padded, std::size_t w, std::size_t span, const Sums& first, Window* windows) {
+  const std::size_t rowValues = w * kChannels;
+  for (std::size_t i = 0; i < rowValues; ++i) {
+    windows[i] = static_cast<Window>(static_cast<Window>(padded[i + span]) - static_cast<Window>(padded[i]));
   }
-  for (std::size_t i = 0; i < count; ++i) {
-    out[i] = static_cast<std::uint8_t>((static_cast<std::uint64_t>(sums[i]) + div.half) / div.divisor);
+  Sums sum = first;
+  for (std::size_t x = 0; x < rowValues; x += kChannels) {
+    Sums change;
+    std::memcpy(&change, &windows[x], sizeof change);
+    std::memcpy(&windows[x], &sum, sizeof sum);
+    sum += change;
   }
 }
 
-// Both passes for Sum-wide sums: a running vertical sum of the byte rows
-// (edge extended by clamping the row index, once per row), and for each
-// output row a running horizontal sum over those column sums, copied first
-// between rx repeats of its end values so that the inner loop has no
-// bounds checks. Columns first: the horizontal step then adds and subtracts
-// whole four-channel words.
-template <class Sum>
+// The same for 16-bit columns, two pixels a step: one 16-bit subtraction
+// gives both changes, each then widened to 32 bits with its sign.
+void slideRow(const std::uint16_t* padded, std::size_t w, std::size_t span, const PixelSum32& first,
+              std::uint32_t* windows) {
+  typedef std::uint16_t Short8 __attribute__((vector_size(16)));
+  typedef std::int16_t Signed8 __attribute__((vector_size(16)));
+  typedef std::int32_t Int4 __attribute__((vector_size(16)));
+  PixelSum32 sum = first;
+  std::size_t x = 0;
+  for (; x + 2 <= w; x += 2) {
+    Short8 entering, leaving;
+    std::memcpy(&entering, padded + x * kChannels + span, sizeof entering);
+    std::memcpy(&leaving, padded + x * kChannels, sizeof leaving);
+    const auto change = reinterpret_cast<Signed8>(entering - leaving);
+    // Each 16-bit change doubled into a 32-bit lane, shifted back down.
+    const auto low = reinterpret_cast<Int4>(__builtin_shufflevector(change, change, 0, 0, 1, 1, 2, 2, 3, 3)) >> 16;
+    const auto high = reinterpret_cast<Int4>(__builtin_shufflevector(change, change, 4, 4, 5, 5, 6, 6, 7, 7)) >> 16;
+    std::memcpy(windows + x * kChannels, &sum, sizeof sum);
+    sum += reinterpret_cast<PixelSum32>(low);
+    std::memcpy(windows + (x + 1) * kChannels, &sum, sizeof sum);
+    sum += reinterpret_cast<PixelSum32>(high);
+  }
+  if (x < w) std::memcpy(windows + x * kChannels, &sum, sizeof sum);
+}
+
+// Both passes: a running vertical sum of the byte rows in Column-wide
+// lanes (edge extended by clamping the row index, once per row; a plain
+// loop the compiler vectorises), and for each output row the running
+// horizontal sums over those column sums, copied first between rx repeats
+// of their end values so that no loop has bounds checks, then their means.
+template <class Column, class Sums, class Mean>
 void boxMeans(const std::uint8_t* bytes, std::size_t w, std::size_t h, std::size_t rx, std::size_t ry,
-              const MeanDivider& div, std::uint8_t* outBytes) {
+              const Mean& mean, std::uint8_t* outBytes) {
+  using Window = std::remove_cv_t<std::remove_reference_t<decltype(Sums{}[0])>>;
   const std::size_t rowValues = w * kChannels;
+  const std::size_t span = (2 * rx + 1) * kChannels;  // one window, in values
   auto rowAt = [&](long y) {
     return bytes + static_cast<std::size_t>(std::clamp(y, 0L, static_cast<long>(h) - 1)) * rowValues;
   };
-  std::vector<Sum> padded((w + 2 * rx + 1) * kChannels, 0);
-  Sum* columns = padded.data() + rx * kChannels;  // the middle of padded
+  std::vector<Column> padded(rowValues + span, 0);
+  Column* columns = padded.data() + rx * kChannels;  // the middle of padded
   for (long j = -static_cast<long>(ry); j <= static_cast<long>(ry); ++j) {
     const std::uint8_t* r = rowAt(j);
-    for (std::size_t i = 0; i < rowValues; ++i) columns[i] += r[i];
+    for (std::size_t i = 0; i < rowValues; ++i) columns[i] = static_cast<Column>(columns[i] + r[i]);
   }
-  std::vector<Sum> windows(rowValues);
+  std::vector<Window> windows(rowValues);
   for (std::size_t y = 0; y < h; ++y) {
     for (std::size_t i = 0; i < rx; ++i) {
-      for (std::size_t c = 0; c < kChannels; ++c) {
-        padded[i * kChannels + c] = columns[c];
-        padded[(rx + w + i) * kChannels + c] = columns[(w - 1) * kChannels + c];
-      }
+      std::memcpy(&padded[i * kChannels], columns, kChannels * sizeof(Column));
+      std::memcpy(&padded[(rx + w + i) * kChannels], &columns[(w - 1) * kChannels], kChannels * sizeof(Column));
     }
-    Sum sum[kChannels] = {0, 0, 0, 0};
-    for (std::size_t i = 0; i < 2 * rx + 1; ++i) {
-      for (std::size_t c = 0; c < kChannels; ++c) sum[c] += padded[i * kChannels + c];
-    }
-    for (std::size_t x = 0; x < w; ++x) {
-      const Sum* enter = padded.data() + (x + 2 * rx + 1) * kChannels;  // one past the end at most
-      const Sum* leave = padded.data() + x * kChannels;
-      for (std::size_t c = 0; c < kChannels; ++c) {
-        windows[x * kChannels + c] = sum[c];
-        sum[c] += enter[c] - leave[c];
-      }
-    }
-    writeMeans(windows.data(), rowValues, div, outBytes + y * rowValues);
-    const std::uint8_t* enter = rowAt(static_cast<long>(y + ry + 1));
-    const std::uint8_t* leave = rowAt(static_cast<long>(y) - static_cast<long>(ry));
-    for (std::size_t i = 0; i < rowValues; ++i) columns[i] += static_cast<Sum>(enter[i]) - leave[i];
+    Window first[kChannels] = {0, 0, 0, 0};
+    for (std::size_t i = 0; i < span; ++i) first[i % kChannels] += padded[i];
+    Sums sum;  // filled whole, not lane by lane, so that it can stay in a register
+    std::memcpy(&sum, first, sizeof sum);
+    slideRow(padded.data(), w, span, sum, windows.data());
+    mean.row(windows.data(), rowValues, outBytes + y * rowValues);
+    const std::uint8_t* below = rowAt(static_cast<long>(y + ry + 1));
+    const std::uint8_t* above = rowAt(static_cast<long>(y) - static_cast<long>(ry));
+    for (std::size_t i = 0; i < rowValues; ++i) columns[i] = static_cast<Column>(columns[i] + below[i] - above[i]);
   }
 }
 
@@ -102,19 +117,25 @@ long boxConvolve8888(const std::vector<std::uint32_t>& src, int width, int heigh
   const auto w = static_cast<std::size_t>(width), h = static_cast<std::size_t>(height);
   const auto rx = static_cast<std::size_t>(kernelWidth / 2), ry = static_cast<std::size_t>(kernelHeight / 2);
   const std::uint64_t divisor = static_cast<std::uint64_t>(kernelWidth) * static_cast<std::uint64_t>(kernelHeight);
-  const MeanDivider divider(divisor);
 
+  // The means go straight into dest (its buffer reused when it has one),
+  // unless dest is src itself.
+  std::vector<std::uint32_t> scratch;
+  std::vector<std::uint32_t>& out = &dest == &src ? scratch : dest;
+  out.resize(src.size());
   // Pixels are read as bytes: the channels are treated alike, so their
   // order in the word does not matter.
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(src.data());
-  std::vector<std::uint32_t> out(src.size());
   auto* outBytes = reinterpret_cast<std::uint8_t*>(out.data());
-  if (255 * divisor < (std::uint64_t{1} << 32)) {
-    boxMeans<std::uint32_t>(bytes, w, h, rx, ry, divider, outBytes);
+  if (divisor <= kMaxFloatBoxMeanDivisor && kernelHeight <= kMaxShortColumnHeight) {
+    boxMeans<std::uint16_t, PixelSum32>(bytes, w, h, rx, ry, FloatBoxMean(static_cast<std::uint32_t>(divisor)),
+                                        outBytes);
+  } else if (255 * divisor < (std::uint64_t{1} << 32)) {
+    boxMeans<std::uint32_t, PixelSum32>(bytes, w, h, rx, ry, ExactBoxMean(divisor), outBytes);
   } else {
-    boxMeans<std::uint64_t>(bytes, w, h, rx, ry, divider, outBytes);
+    boxMeans<std::uint32_t, PixelSum64>(bytes, w, h, rx, ry, ExactBoxMean(divisor), outBytes);
   }
-  dest = std::move(out);
+  if (&dest == &src) dest = std::move(scratch);
   return kBoxConvolveNoError;
 }
 

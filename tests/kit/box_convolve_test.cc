@@ -3,6 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
 namespace qdx::kit {
 namespace {
 
@@ -50,6 +54,59 @@ TEST(BoxConvolve, MeansRoundAlikeForSmallAndHugeKernels) {
       EXPECT_EQ((out[1] >> shift) & 0xFF, mean(right)) << "k " << k << " shift " << shift;
     }
   }
+}
+
+// One channel's box mean at (x, y) from the definition, without running
+// sums: each source pixel weighs as many box positions as clamp onto it.
+std::uint32_t directMean(const Pixels& px, long w, long h, long x, long y, long kh, long kw, int shift) {
+  auto weight = [](long c, long size, long centre, long radius) {
+    const long from = c == 0 ? centre - radius : c, to = c == size - 1 ? centre + radius : c;
+    return std::max(0L, std::min(to, centre + radius) - std::max(from, centre - radius) + 1);
+  };
+  std::uint64_t sum = 0;
+  for (long sy = 0; sy < h; ++sy) {
+    const long wy = weight(sy, h, y, kh / 2);
+    for (long sx = 0; wy && sx < w; ++sx) {
+      sum += static_cast<std::uint64_t>(wy * weight(sx, w, x, kw / 2)) * ((px[static_cast<std::size_t>(sy * w + sx)] >> shift) & 0xFF);
+    }
+  }
+  const std::uint64_t divisor = static_cast<std::uint64_t>(kh) * static_cast<std::uint64_t>(kw);
+  return static_cast<std::uint32_t>((2 * sum + divisor) / (2 * divisor));
+}
+
+// Kernels on both sides of each switch between roads: 16-bit column sums
+// up to 127 rows, float means up to a 16383 area (127 x 129), 64-bit window
+// sums past 255 * area >= 2^32. Two pictures: noise, so that the windows
+// differ, and stripes of 0 and 255, so that column sums change the most
+// they can from one pixel to the next.
+TEST(BoxConvolve, EveryKernelShapeGivesTheDirectBoxMean) {
+  const long w = 37, h = 23;
+  Pixels noise(static_cast<std::size_t>(w * h)), stripes(noise.size());
+  std::uint32_t state = 12345;
+  for (auto& p : noise) p = state = state * 1664525u + 1013904223u;
+  for (std::size_t i = 0; i < stripes.size(); ++i) stripes[i] = i % w % 2 ? 0xFFFFFFFFu : 0u;
+  const long shapes[][2] = {{1, 1}, {3, 5}, {21, 21}, {127, 3}, {129, 3}, {127, 129}, {129, 127}, {127, 131}, {4105, 4097}, {1, 4105}};
+  for (const Pixels* px : {&noise, &stripes}) {
+    for (const auto& [kh, kw] : shapes) {
+      Pixels out(3, 0xDEADBEEFu);  // an old buffer of another size
+      ASSERT_EQ(boxConvolve8888(*px, static_cast<int>(w), static_cast<int>(h), kh, kw, out), kBoxConvolveNoError);
+      ASSERT_EQ(out.size(), px->size());
+      for (long y = 0; y < h; ++y) {
+        for (long x = 0; x < w; ++x) {
+          for (int shift : {0, 8, 16, 24}) {
+            ASSERT_EQ((out[static_cast<std::size_t>(y * w + x)] >> shift) & 0xFF,
+                      directMean(*px, w, h, x, y, kh, kw, shift))
+                << kh << " x " << kw << " at " << x << "," << y << " shift " << shift;
+          }
+        }
+      }
+    }
+  }
+  // The output may be the input itself.
+  Pixels expected, inPlace = noise;
+  ASSERT_EQ(boxConvolve8888(noise, static_cast<int>(w), static_cast<int>(h), 21, 21, expected), kBoxConvolveNoError);
+  ASSERT_EQ(boxConvolve8888(inPlace, static_cast<int>(w), static_cast<int>(h), 21, 21, inPlace), kBoxConvolveNoError);
+  EXPECT_EQ(inPlace, expected);
 }
 
 }  // namespace
