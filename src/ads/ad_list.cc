@@ -45,7 +45,9 @@ Json requestAdList(std::int32_t adType, const std::shared_ptr<QDXADDelegate>& de
   const Json parsed = QDXDictionaryAndJSON::objectFromJsonData(answer);
   const std::string deciphered =
       QDXEncryptAndDecrypt().decryptWithString(json::stringMember(parsed, "data"));
-  const std::optional<std::int64_t> retcode = answerRetcode(answer);
+  // An answer that is not JSON, or has no "retcode", reads as 0: an error
+  // page then tells the host there is no ad, as an empty answer does.
+  const std::int64_t retcode = answerRetcode(answer).value_or(0);
   if (retcode != 0) {
     if (logRefusal) {
       debugLog("请求失败：" + json::describe(json::member(parsed, "retcode")));

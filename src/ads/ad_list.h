@@ -39,12 +39,13 @@ Json adListRequestBody(std::int32_t adType);
 // Posts the ad-list request for adType synchronously (blocking the calling
 // thread up to the 10-second time-out) and reads the answer:
 // - no answer: returns an empty object; the delegate hears nothing;
-// - "retcode" other than 0, or none readable: an empty object; when
-//   logRefusal is set, "请求失败：%@" (the "retcode") and "message：%@" (the
-//   "errmsg") are logged while debugging; the delegate hears nothing;
-// - "retcode" 0: the deciphered "data" parsed as the payload, or, when
-//   nothing deciphers, an empty object after the delegate's onNoAD(-4102);
-//   in both cases the delegate's onADLoaded follows.
+// - "retcode" other than 0: an empty object; when logRefusal is set,
+//   "请求失败：%@" (the "retcode") and "message：%@" (the "errmsg") are
+//   logged while debugging; the delegate hears nothing;
+// - "retcode" 0, or none readable (an answer that is not JSON, an error
+//   page): the deciphered "data" parsed as the payload, or, when nothing
+//   deciphers, an empty object after the delegate's onNoAD(-4102); in both
+//   cases the delegate's onADLoaded follows.
 // The delegate may be null. The result is always a JSON object.
 Json requestAdList(std::int32_t adType, const std::shared_ptr<QDXADDelegate>& delegate,
                    bool logRefusal);

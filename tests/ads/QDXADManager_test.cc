@@ -272,9 +272,10 @@ TEST_F(BannerFlowTest, BadAnswersGiveOnlyTheAllowedHostCalls) {
   };
   const Case cases[] = {
       {"retcode:7", {}},
-      {"garbage", {}},
-      {"http:500", {}},
       {"drop", {}},
+      // No readable "retcode" reads as 0, with nothing to decipher.
+      {"garbage", {"onNoAD -4102", "onADLoaded"}},
+      {"http:500", {"onNoAD -4102", "onADLoaded"}},
       {"no-data", {"onNoAD -4102", "onADLoaded"}},
       {"plaintext-data", {"onNoAD -4102", "onADLoaded"}},
       {R"(payload:{"applist":"not a list"})", {"onADLoaded"}},
