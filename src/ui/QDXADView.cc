@@ -24,7 +24,12 @@ std::shared_ptr<QDXADView> QDXADView::initWithADType(std::int64_t adType) {
 }
 
 void QDXADView::reportUsageUnlessDone() {
-  if (adType_ != 7 && adType_ != 8 && adType_ != 9) return;
+  // Only the custom-slot kinds share a success flag; any other kind
+  // reports every time.
+  if (adType_ != 7 && adType_ != 8 && adType_ != 9) {
+    QDXStatisticManager::reportUType_active(adType_);
+    return;
+  }
   const std::optional<std::int64_t> done =
       json::asInteger(QDXUserDefaults::getObjectFromLocal(keys::kUtypeSuccessCustom));
   const std::optional<std::string> storedVersion =
