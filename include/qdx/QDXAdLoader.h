@@ -36,8 +36,9 @@ class QDX_EXPORT QDXAdLoader {
   // must be running.
   void loadAdWithType(std::int32_t adType, std::int64_t count, kit::Size size, const Block& block);
 
-  // The host's delegate, held strongly and passed to each load: it hears
-  // onNoAD / onADLoaded from the request and onADClicked from taps.
+  // The host's delegate, held strongly and handed to each load's views once
+  // the list has come: it hears onADClicked from taps. The load itself
+  // tells it nothing (an empty list shows as a block that is not called).
   void setADDelegate(std::shared_ptr<QDXADDelegate> delegate);
   std::shared_ptr<QDXADDelegate> delegate() const;
 

@@ -35,6 +35,16 @@ std::optional<std::string> imageData(const std::optional<std::string>& url) {
   return data;
 }
 
+// Fetches into the image cache the pictures the views of the first n apps
+// of payload will show.
+void warmImages(const Json& payload, std::size_t n, std::int32_t adType) {
+  for (std::size_t i = 0; i < n; ++i) {
+    const Json& app = appAt(payload, i);
+    if (adType == 7 || adType == 9) imageData(adText(app, adkeys::kAdUrl));
+    if (adType == 8 || adType == 9) imageData(appText(app, adkeys::kIcon));
+  }
+}
+
 bool nonEmpty(const std::optional<std::string>& text) { return text && !text->empty(); }
 
 // The first top-level object of the named interface file, when it is a T.
@@ -130,16 +140,19 @@ void QDXAdLoader::loadAdWithType(std::int32_t adType, std::int64_t count, kit::S
   registerListItemViewClasses();
   std::shared_ptr<QDXADView> hidden;
   onMainThread([&] { hidden = QDXADView::initWithADType(adType); });
-  // The host hears the request's outcome through its delegate, so the
-  // hidden view has it before it loads.
-  hidden->setDelegate(delegate_);
   // A negative count reads as a huge unsigned one: every app.
   const auto wanted = static_cast<std::uint64_t>(count);
   const Json payload = hidden->loadADWithCount(wanted);
+  // The hidden view gets the host's delegate only after its load: the host
+  // hears of taps on the views, not of the load itself.
+  hidden->setDelegate(delegate_);
 
   const std::uint64_t apps = appCount(payload);
   const std::uint64_t n = apps > wanted ? wanted : apps;
   if (n == 0) return;
+  // The main thread only builds views: the artwork is downloaded here,
+  // on the caller's thread, first.
+  if (!RunLoop::isMainThread()) warmImages(payload, static_cast<std::size_t>(n), adType);
 
   std::vector<std::shared_ptr<kit::View>> views;
   onMainThread([&] {

@@ -68,6 +68,12 @@ TEST_F(ADViewTest, UsageReportIsSkippedOnlyWithTheFlagAndTheSameAppVersion) {
   load(9, 1);
   ASSERT_TRUE(reportsAfter(2)) << "the app was updated";
   EXPECT_EQ(server_.entriesFor("report_u_type").size(), 2u);
+  // Only the custom-slot kinds share the flag: any other kind reports on
+  // every load.
+  QDXUserDefaults::saveToLocal("2.0", keys::kAppVersion);
+  load(5, 1);
+  load(5, 1);
+  ASSERT_TRUE(reportsAfter(4));
   EXPECT_EQ(QDXADView::initWithADType(5)->ubit(), std::nullopt);
 }
 
@@ -105,6 +111,14 @@ TEST_F(ADViewTest, WithoutANetworkATapShowsTheAlertAfterTheClickAndStampsNothing
   EXPECT_EQ(host_->calls.back(), "onADClicked");
   EXPECT_TRUE(env_.openedURLs().empty());
   EXPECT_TRUE(QDXUserDefaults::getObjectFromLocal(keys::dailyClickKey("20001", 8)).is_null());
+
+  // The day counts from the last opening: back online, the next tap still
+  // reports its click, and only the one after it is quiet.
+  env_.setDataNetworkCode(2);
+  view->tapAD(0);
+  view->tapAD(0);
+  EXPECT_EQ(events(kClickEvent).size(), 1u);
+  EXPECT_EQ(env_.openedURLs().size(), 2u);
 }
 
 TEST_F(ADViewTest, BadAnswersLeaveAnEmptyListAndOneEmptyRequestReport) {
@@ -119,13 +133,15 @@ TEST_F(ADViewTest, BadAnswersLeaveAnEmptyListAndOneEmptyRequestReport) {
     view->tapAD(0);  // nothing to open, nothing thrown
   }
   EXPECT_TRUE(env_.openedURLs().empty());
-  EXPECT_EQ(host_->calls, (std::vector<std::string>{"onADClicked", "onADClicked", "onADClicked",
-                                                    "onADClicked"}))
-      << "the host hears only its own taps";
+  // A refusal or no answer tells the host nothing; an answer without a
+  // readable "retcode" reads as 0 with nothing deciphered.
+  EXPECT_EQ(host_->calls,
+            (std::vector<std::string>{"onADClicked", "onNoAD -4102", "onADLoaded", "onADClicked",
+                                      "onNoAD -4102", "onADLoaded", "onADClicked", "onADClicked"}));
+  host_->calls.clear();
   ASSERT_TRUE(server_.setFault("get_recommend_list:no-data"));
   load(8, 3);
-  EXPECT_EQ(host_->calls.back(), "onADLoaded");
-  EXPECT_EQ(host_->calls[host_->calls.size() - 2], "onNoAD -4102");
+  EXPECT_EQ(host_->calls, (std::vector<std::string>{"onNoAD -4102", "onADLoaded"}));
 }
 
 // The week-based year around New Year: en_US weeks start on Sunday and the
