@@ -349,6 +349,7 @@ void QDXRecommendWallVC::scrollViewWillBeginDecelerating(kit::ScrollView& scroll
       std::optional<std::string> backData = cachedImage(backURL);
       std::optional<std::string> iconData = cachedImage(iconURL);
       if (backData && iconData) {
+        std::lock_guard<std::mutex> handOver(self->handOver_);
         self->imageDataArr_.push_back(std::move(*backData));
         self->imageDataArr_.push_back(std::move(*iconData));
       }
@@ -360,7 +361,7 @@ void QDXRecommendWallVC::scrollViewWillBeginDecelerating(kit::ScrollView& scroll
 }
 
 void QDXRecommendWallVC::updateUI(std::int64_t page) {
-  std::lock_guard<std::mutex> hold(lock_);
+  std::lock_guard<std::mutex> hold(handOver_);
   const auto q = static_cast<std::size_t>(page);
   if (imageDataArr_.size() == 2 && page >= 0 && q < backImageViews_.size() && q < iconViews_.size()) {
     backImageViews_[q]->setImage(kit::Image::imageWithData(imageDataArr_[0]));
@@ -380,7 +381,7 @@ void QDXRecommendWallVC::scrollViewDidEndDecelerating(kit::ScrollView& scrollVie
 }
 
 std::vector<std::string> QDXRecommendWallVC::imageDataArr() {
-  std::lock_guard<std::mutex> hold(lock_);
+  std::lock_guard<std::mutex> hold(handOver_);
   return imageDataArr_;
 }
 

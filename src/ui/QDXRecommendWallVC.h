@@ -125,9 +125,13 @@ class QDXRecommendWallVC : public kit::ViewController, public kit::ScrollViewDel
   std::shared_ptr<kit::PageControl> pageControl_;
   std::shared_ptr<kit::ActivityIndicatorView> indicatorView_;
   std::weak_ptr<QDXADEventDelegate> eventDelegate_;
-  // The hand-over buffer of one page's pre-fetched images (back image,
-  // icon), guarded by the controller's lock.
+  // The controller's lock: pre-fetches hold it while they fetch, so they
+  // run one after another.
   std::mutex lock_;
+  // The hand-over buffer of one page's pre-fetched images (back image,
+  // icon). It has a lock of its own so that the main thread never waits
+  // behind a pre-fetch's download.
+  std::mutex handOver_;
   std::vector<std::string> imageDataArr_;
   std::shared_ptr<SerialQueue> queue_;
 };

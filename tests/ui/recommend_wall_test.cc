@@ -520,8 +520,6 @@ TEST_F(RecommendWall, RendersTheStripTintDownloadButtonAndDots) {
     showWall(3);
     auto image = kit::renderImage(wall_->view(), 1);
     ASSERT_NE(image, nullptr);
-    const std::string path = "/tmp/qdx-wall-" + std::to_string(static_cast<int>(s.width)) + ".png";
-    kit::writePng(wall_->view(), path, 1);
     // The title line above the strip is the root's white.
     expectColor(*image, 5, 100, Color::white());
     // FF8000 at 0.7 over the blue back image.
