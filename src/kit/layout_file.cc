@@ -1,6 +1,8 @@
 #include "kit/layout_file.h"
 
+#include <cmath>
 #include <cstdio>
+#include <limits>
 #include <optional>
 #include <stdexcept>
 #include <utility>
@@ -32,6 +34,20 @@ double number(const Json& node, const char* key, const std::string& where) {
   if (!value.is_number()) fail(where, std::string("\"") + key + "\" must be a number");
   return value.get<double>();
 }
+
+// A whole number that fits an int, for counts and tags.
+int wholeNumber(const Json& node, const char* key, const std::string& where) {
+  const double value = number(node, key, where);
+  if (!(value >= std::numeric_limits<int>::min() && value <= std::numeric_limits<int>::max()) ||
+      value != std::trunc(value)) {
+    fail(where, std::string("\"") + key + "\" must be a whole number that fits 32 bits");
+  }
+  return static_cast<int>(value);
+}
+
+// Views nested deeper than this are refused: the builder recurses once a
+// level, and no real layout comes near it.
+constexpr int kMaxNesting = 64;
 
 std::string text(const Json& node, const char* key, const std::string& where) {
   const Json& value = node.at(key);
@@ -97,7 +113,7 @@ class Reader {
     for (const Json& node : document["objects"]) {
       const std::string where = "objects[" + std::to_string(index++) + "]";
       std::vector<Outlet> outlets;
-      std::shared_ptr<View> root = build(node, where, outlets, true);
+      std::shared_ptr<View> root = build(node, where, outlets, true, 0);
       for (const Outlet& outlet : outlets) {
         if (!root->setOutlet(outlet.name, outlet.view)) {
           fail(outlet.where, "outlet \"" + outlet.name + "\" is not an outlet of class " +
@@ -117,7 +133,8 @@ class Reader {
   };
 
   std::shared_ptr<View> build(const Json& node, const std::string& where, std::vector<Outlet>& outlets,
-                              bool isTopLevel) {
+                              bool isTopLevel, int depth) {
+    if (depth > kMaxNesting) fail(where, "views nested more than " + std::to_string(kMaxNesting) + " deep");
     if (!node.is_object()) fail(where, "a view must be an object");
     if (!node.contains("class")) fail(where, "a view needs a \"class\"");
     const std::string className = text(node, "class", where);
@@ -128,7 +145,7 @@ class Reader {
     if (node.contains("backgroundColor")) view->setBackgroundColor(color(node, "backgroundColor", where));
     if (node.contains("alpha")) view->setAlpha(number(node, "alpha", where));
     if (node.contains("hidden")) view->setHidden(flag(node, "hidden", where));
-    if (node.contains("tag")) view->setTag(static_cast<long>(number(node, "tag", where)));
+    if (node.contains("tag")) view->setTag(wholeNumber(node, "tag", where));
     if (node.contains("userInteractionEnabled")) {
       view->setUserInteractionEnabled(flag(node, "userInteractionEnabled", where));
     }
@@ -151,7 +168,8 @@ class Reader {
       const Json& children = node["children"];
       if (!children.is_array()) fail(where, "\"children\" must be an array");
       for (std::size_t i = 0; i < children.size(); ++i) {
-        view->addSubview(build(children[i], where + ".children[" + std::to_string(i) + "]", outlets, false));
+        view->addSubview(
+            build(children[i], where + ".children[" + std::to_string(i) + "]", outlets, false, depth + 1));
       }
     }
     return view;
@@ -163,7 +181,7 @@ class Reader {
     if (node.contains("textColor")) label.setTextColor(color(node, "textColor", where));
     if (node.contains("textAlignment")) label.setTextAlignment(alignment(node, where));
     if (node.contains("numberOfLines")) {
-      label.setNumberOfLines(static_cast<int>(number(node, "numberOfLines", where)));
+      label.setNumberOfLines(wholeNumber(node, "numberOfLines", where));
     }
   }
 

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 #include "ads/ad_list.h"
@@ -62,7 +63,12 @@ void QDXBannerAdView::tap() {
 }
 
 long QDXBannerAdView::kernelSize(double blurNumber) {
-  long k = static_cast<long>(blurNumber * 40);
+  const double scaled = blurNumber * 40;
+  // A product a long cannot hold (or NaN) becomes the lowest long, as the
+  // hardware's conversion gives it: an invalid kernel, which the
+  // convolution refuses.
+  long k = std::isfinite(scaled) && std::fabs(scaled) < 9.0e18 ? static_cast<long>(scaled)
+                                                                 : std::numeric_limits<long>::min();
   if (k < 0) k += 1;
   return k | 1;
 }

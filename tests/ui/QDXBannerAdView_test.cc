@@ -37,6 +37,14 @@ TEST(BannerAdViewTest, KernelSideIsTheTruncatedTimesFortyMadeOdd) {
   const std::pair<double, long> cases[] = {{0.5, 21}, {0.1, 5}, {0, 1}, {0.02, 1},
                                            {1, 41},   {-0.5, -19}};
   for (auto [blur, side] : cases) EXPECT_EQ(QDXBannerAdView::kernelSize(blur), side) << blur;
+  // A blur number no kernel side can hold gives one the convolution
+  // refuses: the failure is logged and the backdrop is blank, opaque.
+  for (double blur : {std::nan(""), 1e300, -1e300}) {
+    EXPECT_LT(QDXBannerAdView::kernelSize(blur), 0) << blur;
+    auto blurred = QDXBannerAdView::boxblurImage(kit::Image::imageWithPixels(2, 2, {1, 2, 3, 4}), blur);
+    ASSERT_NE(blurred, nullptr);
+    EXPECT_EQ(blurred->colorAt(0, 0).alpha, 1);
+  }
 }
 
 // The box mean of one channel at (x, y), straight from the definition:

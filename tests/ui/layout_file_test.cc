@@ -74,8 +74,14 @@ TEST_F(LayoutFileTest, BadFilesLogWhatIsWrongAndGiveNoView) {
     const char* text;  // nullptr: no file at all
     const char* logged;
   };
+  std::string deep = R"({"class": "View"})";
+  for (int i = 0; i < 200; ++i) deep = R"({"class": "View", "children": [)" + deep + "]}";
+  deep = R"({"objects": [)" + deep + "]}";
   const Case cases[] = {
       {nullptr, "Could not load the interface file"},
+      {R"({"objects": [{"class": "View", "tag": 1e300}]})", "\"tag\" must be a whole number"},
+      {R"({"objects": [{"class": "Label", "numberOfLines": 2.5}]})", "\"numberOfLines\" must be a whole number"},
+      {deep.c_str(), "views nested more than 64 deep"},
       {"{\"objects\": [", "is not valid JSON"},
       {R"({"objects": []})", "non-empty \"objects\""},
       {R"({"objects": [{"frame": [0, 0, 1, 1]}]})", "needs a \"class\""},
