@@ -2,8 +2,11 @@
 // in its container and onADShowed, beside the bare HTTPS round trips the
 // flow needs (the ad-list post, the request event's post and the show
 // event's post), made directly with libcurl on one kept connection in the
-// same run. The artwork is in the image cache after the first request, as
-// it is for a host showing banners again.
+// same run. With the argument 0 the artwork is in the image cache after the
+// first request, as for a host showing the same ads again; with 1 every
+// request lists artwork the cache has never seen (the same pictures under
+// new addresses), so the flow downloads the first app's banner, and the
+// bare round trips download it too.
 #include <benchmark/benchmark.h>
 #include <curl/curl.h>
 
@@ -14,7 +17,10 @@
 #include "qdx/QDXAD.h"
 #include "qdx/QDXADDelegate.h"
 #include "qdx/QDXADRequest.h"
+#include "ad_catalog.h"
+#include "fault_plan.h"
 #include "reference_fixture.h"
+#include "server_options.h"
 #include "transport/QDXApiBase.h"
 #include "transport/QDXHttpClient.h"
 #include "transport/request_builder.h"
@@ -33,9 +39,25 @@ class ShowListener : public QDXADDelegate {
   std::atomic<bool> showed{false};
 };
 
+// Serves the catalog's ad list with every artwork address made new by a
+// query the server ignores.
+void serveFreshArtwork(ReferenceFixture& fixture, long round) {
+  Json list = server::buildAdList(server::ServerOptions().catalogSize, 1, kQDXApiBase);
+  for (Json& app : list["applist"]) {
+    Json& ad = app["adlist"][0];
+    ad["ad_url"] = ad["ad_url"].get<std::string>() + "?round=" + std::to_string(round);
+  }
+  std::string error;
+  if (auto rule = server::parseFaultRule("get_recommend_list:payload:" + list.dump(), error)) {
+    fixture.adServer->faults().apply(*rule);
+  }
+}
+
 void BM_BannerRequestToShown(benchmark::State& state) {
   ReferenceFixture& fixture = referenceFixture();
   if (!fixture.started) return state.SkipWithError("no reference server");
+  const bool freshArtwork = state.range(0) == 1;
+  long round = 0;
   // As after a start: the version seen equals the bundle's, so only the
   // first request sends the utype report.
   QDXUserDefaults::saveToLocal(Json(fixture.env->bundleInfo("CFBundleShortVersionString").value_or("")),
@@ -43,6 +65,7 @@ void BM_BannerRequestToShown(benchmark::State& state) {
   auto listener = std::make_shared<ShowListener>();
   QDXAD::setADDelegate(listener);
   auto container = std::make_shared<kit::View>(kit::Rect(0, 0, 375, 667));
+  if (freshArtwork) serveFreshArtwork(fixture, round++);
   for (auto _ : state) {
     listener->showed = false;
     QDXAD::requestADWithADRequest(QDXADRequest::initWithBannerType(1, 0, 0, container));
@@ -57,10 +80,12 @@ void BM_BannerRequestToShown(benchmark::State& state) {
     // request slower than the last, so each starts from an empty one.
     RunLoop::main().runUntil([] { return QDXHttpClient::asyncPostsInFlight() == 0; }, 15);
     QDXUserDefaults::removeObjectFromLocal(keys::kReportEventList);
+    if (freshArtwork) serveFreshArtwork(fixture, round++);
     state.ResumeTiming();
   }
+  fixture.adServer->faults().clear();
 }
-BENCHMARK(BM_BannerRequestToShown)->UseRealTime()->Unit(benchmark::kMillisecond)->MinTime(2);
+BENCHMARK(BM_BannerRequestToShown)->Arg(0)->Arg(1)->UseRealTime()->Unit(benchmark::kMillisecond)->MinTime(2);
 
 size_t discard(char*, size_t size, size_t count, void*) { return size * count; }
 
@@ -85,16 +110,23 @@ void BM_BareRoundTrips(benchmark::State& state) {
     curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body.c_str());
     curl_easy_perform(curl);
   };
+  const bool download = state.range(0) == 1;
+  const std::string artworkURL = server::buildAdList(1, 1, kQDXApiBase)["applist"][0]["adlist"][0]["ad_url"];
   for (auto _ : state) {
     post(listURL, listBody);
     post(eventURL, eventBody);
+    if (download) {
+      curl_easy_setopt(curl, CURLOPT_HTTPGET, 1L);
+      curl_easy_setopt(curl, CURLOPT_URL, artworkURL.c_str());
+      curl_easy_perform(curl);
+    }
     post(eventURL, eventBody);
   }
   curl_slist_free_all(headers);
   curl_slist_free_all(hosts);
   curl_easy_cleanup(curl);
 }
-BENCHMARK(BM_BareRoundTrips)->UseRealTime()->Unit(benchmark::kMillisecond)->MinTime(2);
+BENCHMARK(BM_BareRoundTrips)->Arg(0)->Arg(1)->UseRealTime()->Unit(benchmark::kMillisecond)->MinTime(2);
 
 }  // namespace
 }  // namespace qdx::bench

@@ -5,7 +5,6 @@
 #include "common/json_access.h"
 #include "common/time_format.h"
 #include "platform/env.h"
-#include "reporting/QDXHttpRequestProxy.h"
 #include "sdk/QDXLog.h"
 #include "transport/QDXApiBase.h"
 #include "transport/QDXDictionaryAndJSON.h"
@@ -47,7 +46,7 @@ Json requestAdList(std::int32_t adType, const std::shared_ptr<QDXADDelegate>& de
       QDXEncryptAndDecrypt().decryptWithString(json::stringMember(parsed, "data"));
   // An answer that is not JSON, or has no "retcode", reads as 0: an error
   // page then tells the host there is no ad, as an empty answer does.
-  const std::int64_t retcode = answerRetcode(answer).value_or(0);
+  const std::int64_t retcode = json::integerMember(parsed, "retcode").value_or(0);
   if (retcode != 0) {
     if (logRefusal) {
       debugLog("请求失败：" + json::describe(json::member(parsed, "retcode")));

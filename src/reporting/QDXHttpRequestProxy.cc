@@ -37,16 +37,20 @@ std::optional<std::int64_t> answerRetcode(const std::optional<std::string>& data
 
 bool answerAcknowledged(const std::optional<std::string>& data) { return answerRetcode(data) == 0; }
 
+std::optional<Json> acknowledgedAnswer(const std::optional<std::string>& data) {
+  if (!data || data->empty()) return std::nullopt;
+  Json answer = parsedAnswer(data);
+  if (json::integerMember(answer, "retcode") != 0) return std::nullopt;
+  return answer;
+}
+
 namespace {
 
 // Posts body to url synchronously. Returns the parsed answer when the server
 // acknowledged it ("retcode" reading as 0); nullopt for no answer or any
 // other answer.
 std::optional<Json> postAndAcknowledge(const std::string& url, const Json& body) {
-  std::optional<std::string> answer =
-      QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(url, body);
-  if (!answer || !answerAcknowledged(answer)) return std::nullopt;
-  return parsedAnswer(answer);
+  return acknowledgedAnswer(QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(url, body));
 }
 
 }  // namespace
@@ -161,9 +165,9 @@ void QDXHttpRequestProxy::reportLinkedEvent(std::int32_t subType, std::int32_t f
       url, group,
       [this, event, dic, eventId, successText](const std::string& data, const QDXURLResponse&,
                                                const std::optional<std::string>&) {
-        if (data.empty()) return;
-        if (!answerAcknowledged(data)) return;
-        debugLog(successText + json::describe(parsedAnswer(data)));
+        const std::optional<Json> answer = acknowledgedAnswer(data);
+        if (!answer) return;
+        debugLog(successText + json::describe(*answer));
         // The session as it is now: a later report may have moved it.
         event.deleteEventOfSuccessReport(sessionIdJson(), dic, eventId);
       });

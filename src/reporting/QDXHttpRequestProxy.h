@@ -96,5 +96,8 @@ class QDXHttpRequestProxy {
 std::optional<std::int64_t> answerRetcode(const std::optional<std::string>& data);
 // True when answerRetcode(data) is 0.
 bool answerAcknowledged(const std::optional<std::string>& data);
+// The parsed answer when answerRetcode(data) is 0, else nullopt; parses
+// once where a caller needs both the verdict and the answer.
+std::optional<Json> acknowledgedAnswer(const std::optional<std::string>& data);
 
 }  // namespace qdx
