@@ -5,13 +5,14 @@
 // same run. With the argument 0 the artwork is in the image cache after the
 // first request, as for a host showing the same ads again; with 1 every
 // request lists artwork the cache has never seen (the same pictures under
-// new addresses), so the flow downloads the first app's banner, and the
-// bare round trips download it too.
+// new addresses), so the flow downloads every listed app's banner, and the
+// bare round trips download them too.
 #include <benchmark/benchmark.h>
 #include <curl/curl.h>
 
 #include <atomic>
 #include <string>
+#include <vector>
 
 #include "qdx/RunLoop.h"
 #include "qdx/QDXAD.h"
@@ -22,7 +23,6 @@
 #include "reference_fixture.h"
 #include "server_options.h"
 #include "transport/QDXApiBase.h"
-#include "transport/QDXHttpClient.h"
 #include "transport/request_builder.h"
 #include "ui/QDXBannerView.h"
 
@@ -74,12 +74,7 @@ void BM_BannerRequestToShown(benchmark::State& state) {
         [&] { return listener->showed.load() && banner->superview() == container; }, 15);
     state.PauseTiming();
     banner->removeFromSuperview();
-    // Every request leaves its show event pending when the next report
-    // changes the session first (the show's acknowledgement deletes under
-    // the session of its own time); a growing pending list would make each
-    // request slower than the last, so each starts from an empty one.
-    RunLoop::main().runUntil([] { return QDXHttpClient::asyncPostsInFlight() == 0; }, 15);
-    QDXUserDefaults::removeObjectFromLocal(keys::kReportEventList);
+    settleReports();
     if (freshArtwork) serveFreshArtwork(fixture, round++);
     state.ResumeTiming();
   }
@@ -97,7 +92,21 @@ void BM_BareRoundTrips(benchmark::State& state) {
   const std::string listBody =
       buildSignedRequestBody(listURL, Json{{"timestamp", "1"}, {"screen", "750*1334"}, {"ad_type", 1}})
           .value_or("");
-  const std::string eventBody = buildSignedRequestBody(eventURL, Json{{"id", "1"}}).value_or("");
+  // The groups a banner's request and show events post, with one event
+  // each, so the server does the same work for them as for the flow's.
+  auto eventGroup = [](int subType) {
+    Json event = {{"event_id", subType + 1}, {"type", 1}, {"sub_type", subType}};
+    if (subType == 1) event["adid"] = "50001";
+    event["ubit"] = "banner上部展示";
+    event["from_appid"] = 10001;
+    if (subType == 1) event["to_appid"] = "20001";
+    event["s_time"] = 1795388291;
+    event["e_time"] = 1795388291;
+    event["adtype"] = 1;
+    return Json{{"id", "1795388291699"}, {"event_list", Json::array({event})}};
+  };
+  const std::string requestBody = buildSignedRequestBody(eventURL, eventGroup(0)).value_or("");
+  const std::string showBody = buildSignedRequestBody(eventURL, eventGroup(1)).value_or("");
   CURL* curl = curl_easy_init();
   curl_slist* hosts = curl_slist_append(nullptr, fixture.env->connectTo().at(0).c_str());
   curl_slist* headers = curl_slist_append(nullptr, "content-Type: application/json");
@@ -111,16 +120,20 @@ void BM_BareRoundTrips(benchmark::State& state) {
     curl_easy_perform(curl);
   };
   const bool download = state.range(0) == 1;
-  const std::string artworkURL = server::buildAdList(1, 1, kQDXApiBase)["applist"][0]["adlist"][0]["ad_url"];
+  // The flow fetches every listed app's artwork before it shows the first.
+  std::vector<std::string> artworkURLs;
+  for (const Json& app : server::buildAdList(server::ServerOptions().catalogSize, 1, kQDXApiBase)["applist"]) {
+    artworkURLs.push_back(app["adlist"][0]["ad_url"].get<std::string>());
+  }
   for (auto _ : state) {
     post(listURL, listBody);
-    post(eventURL, eventBody);
-    if (download) {
+    post(eventURL, requestBody);
+    for (std::size_t i = 0; download && i < artworkURLs.size(); ++i) {
       curl_easy_setopt(curl, CURLOPT_HTTPGET, 1L);
-      curl_easy_setopt(curl, CURLOPT_URL, artworkURL.c_str());
+      curl_easy_setopt(curl, CURLOPT_URL, artworkURLs[i].c_str());
       curl_easy_perform(curl);
     }
-    post(eventURL, eventBody);
+    post(eventURL, showBody);
   }
   curl_slist_free_all(headers);
   curl_slist_free_all(hosts);

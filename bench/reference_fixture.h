@@ -9,9 +9,11 @@
 
 #include "ad_server.h"
 #include "platform/posix_env.h"
+#include "qdx/RunLoop.h"
 #include "qdx/QDXTypes.h"
 #include "sdk/QDXUserDefaults.h"
 #include "sdk/store_keys.h"
+#include "transport/QDXHttpClient.h"
 
 namespace qdx::bench {
 
@@ -43,6 +45,17 @@ struct ReferenceFixture {
   PosixEnv* env = nullptr;
   bool started = false;
 };
+
+// Between timed rounds: lets the asynchronous reports' answers arrive on
+// the main queue, as in a host, then empties the pending event list. Show
+// reports stay pending when a later report moves the session before their
+// answer comes (the acknowledgement deletes under the session of its own
+// time), and a list that grew from round to round would make each round
+// slower than the last.
+inline void settleReports() {
+  RunLoop::main().runUntil([] { return QDXHttpClient::asyncPostsInFlight() == 0; }, 15);
+  QDXUserDefaults::removeObjectFromLocal(keys::kReportEventList);
+}
 
 // The run's one fixture, made on first use.
 inline ReferenceFixture& referenceFixture() {
