@@ -313,5 +313,17 @@ TEST_F(BannerFlowTest, BadAnswersGiveOnlyTheAllowedHostCalls) {
   EXPECT_EQ(events(kRequestEvent).size(), std::size(cases) * 3) << "one per request, even a failed one";
 }
 
+// An ad list that comes after the 10-second time-out counts as none: the
+// host hears nothing, the held ids stay, and the request is still reported.
+TEST_F(BannerFlowTest, AnAnswerPastTheTimeOutIsNoAnswer) {
+  ASSERT_TRUE(request(QDXADRequest::initWithBannerType(1, 0, 0, hostView()), "onADShowed"));
+  const auto heard = delegate_->calls().size();
+  ASSERT_TRUE(server_.setFault("get_recommend_list:delay:11"));
+  EXPECT_EQ(manager().requestADWithADRequest(QDXADRequest::initWithADType(1)), Json::object());
+  EXPECT_EQ(delegate_->calls().size(), heard);
+  EXPECT_EQ(manager().adid(), "50001");
+  EXPECT_EQ(events(kRequestEvent).size(), 2u);
+}
+
 }  // namespace
 }  // namespace qdx::testing

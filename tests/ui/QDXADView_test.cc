@@ -4,6 +4,8 @@
 
 #include <memory>
 
+#include <unicode/timezone.h>
+
 #include "common/day_stamp.h"
 #include "custom_slot_fixture.h"
 #include "qdx/kit/AlertView.h"
@@ -14,11 +16,17 @@
 namespace qdx::testing {
 namespace {
 
+// The day stamps below are of noon UTC: on a machine far enough east of
+// Greenwich they would fall on the next day, so the tests read the clock in
+// UTC.
+void useUtc() { icu::TimeZone::adoptDefault(icu::TimeZone::createTimeZone("Etc/UTC")); }
+
 class ADViewTest : public CustomSlotTest {
  protected:
   void SetUp() override {
     CustomSlotTest::SetUp();
     env_.setNow(1766923200);  // 2025-12-28 12:00 UTC
+    useUtc();
   }
   std::shared_ptr<QDXADView> load(std::int64_t type, std::uint64_t count) {
     auto view = QDXADView::initWithADType(type);
@@ -158,6 +166,7 @@ TEST(DayStampTest, WritesTheWeekBasedYearOfTheLocale) {
       {1798804800, "en_US", "2027-01-01"}, {1798804800, "de_DE", "2026-01-01"},
       {1781870400, "en_US", "2026-06-19"},
   };
+  useUtc();
   for (const Case& c : cases) EXPECT_EQ(dayStamp(c.seconds, c.locale), c.stamp) << c.locale << " " << c.seconds;
   TestEnv env;
   env.setNow(1766923200);
