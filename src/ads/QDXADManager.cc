@@ -251,7 +251,8 @@ void QDXADManager::tapAD(std::int64_t index) {
       return;
     }
     debugLog("点击跳转到AppStore");
-    Env::Default()->openURL(links[static_cast<std::size_t>(index)].value_or(""));
+    // An entry that had no readable link makes no URL: nothing opens.
+    if (const auto& link = links[static_cast<std::size_t>(index)]) Env::Default()->openURL(*link);
     return;
   }
   auto alert = kit::AlertController::alertControllerWithTitle("请先连接网络", std::nullopt,

@@ -77,10 +77,11 @@ void QDXADView::tapAD(std::int64_t index) {
     showNoNetworkAlert();
     return;
   }
-  if (index >= 0 && static_cast<std::uint64_t>(index) < adDownUrlArr_.size() &&
-      adDownUrlArr_[static_cast<std::size_t>(index)]) {
+  if (index >= 0 && static_cast<std::uint64_t>(index) < adDownUrlArr_.size()) {
     debugLog("点击跳转到AppStore");
-    Env::Default()->openURL(*adDownUrlArr_[static_cast<std::size_t>(index)]);
+    // An entry that had no readable link makes no URL: nothing opens, and
+    // the day is stamped all the same.
+    if (const auto& link = adDownUrlArr_[static_cast<std::size_t>(index)]) Env::Default()->openURL(*link);
     QDXUserDefaults::saveToLocal(today, key);
   } else {
     debugLog("跳转链接不存在");

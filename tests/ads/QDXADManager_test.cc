@@ -313,6 +313,19 @@ TEST_F(BannerFlowTest, BadAnswersGiveOnlyTheAllowedHostCalls) {
   EXPECT_EQ(events(kRequestEvent).size(), std::size(cases) * 3) << "one per request, even a failed one";
 }
 
+// A store link that is no text makes no URL: the tap is reported and
+// logged as going to the store, and nothing opens.
+TEST_F(BannerFlowTest, ALinkThatIsNoTextOpensNothing) {
+  ASSERT_TRUE(server_.setFault(
+      R"(get_recommend_list:payload:{"applist":[{"appid":"20009","adlist":[{"ad_id":"50009","ad_down_url":[1]}]}]})"));
+  manager().showBannerWithADRequest(QDXADRequest::initWithBannerType(1, 0, 0, hostView()));
+  settle();
+  manager().tapAD(0);
+  EXPECT_TRUE(env_.openedURLs().empty());
+  EXPECT_TRUE(env_.logContains("点击跳转到AppStore"));
+  EXPECT_EQ(events(kClickEvent).size(), 1u);
+}
+
 // An ad list that comes after the 10-second time-out counts as none: the
 // host hears nothing, the held ids stay, and the request is still reported.
 TEST_F(BannerFlowTest, AnAnswerPastTheTimeOutIsNoAnswer) {

@@ -106,6 +106,18 @@ TEST_F(ADViewTest, TwoTapsOnOneDaySendOneClickAndOpenTheStoreTwice) {
   EXPECT_EQ(host_->calls.size(), 1u + 4u);
 }
 
+// An entry without a store link opens nothing, but the day is counted:
+// the second tap sends no click report.
+TEST_F(ADViewTest, AnEntryWithoutALinkOpensNothingButCountsItsDay) {
+  ASSERT_TRUE(server_.setFault(R"(get_recommend_list:payload:{"applist":[{"appid":"20009","adlist":[{"ad_id":"50009"}]}]})"));
+  auto view = load(8, 1);
+  view->tapAD(0);
+  view->tapAD(0);
+  EXPECT_TRUE(env_.openedURLs().empty());
+  EXPECT_EQ(env_.logCount("点击跳转到AppStore"), 2u);
+  EXPECT_EQ(events(kClickEvent).size(), 1u);
+}
+
 TEST_F(ADViewTest, WithoutANetworkATapShowsTheAlertAfterTheClickAndStampsNothing) {
   auto view = load(8, 1);
   env_.setDataNetworkCode(0);
