@@ -7,6 +7,7 @@
 // is configured, is the trust store for that request (tests and the demo
 // point it at the reference server's test CA).
 #include <curl/curl.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <exception>
@@ -47,6 +48,14 @@ class HandlePool {
   CURL* take() {
     {
       std::lock_guard<std::mutex> lock(mutex_);
+      // A forked child must not touch its parent's connections: using or
+      // even closing one would garble the parent's TLS stream. It forgets
+      // the inherited handles (their memory is the parent's copy) and
+      // starts afresh.
+      if (owner_ != ::getpid()) {
+        idle_.clear();
+        owner_ = ::getpid();
+      }
       if (!idle_.empty()) {
         CURL* handle = idle_.back();
         idle_.pop_back();
@@ -61,6 +70,7 @@ class HandlePool {
     if (handle == nullptr) return;
     {
       std::lock_guard<std::mutex> lock(mutex_);
+      if (owner_ != ::getpid()) return;  // taken before a fork: the parent's
       if (idle_.size() < kMaxIdle) {
         idle_.push_back(handle);
         return;
@@ -71,6 +81,7 @@ class HandlePool {
 
  private:
   std::mutex mutex_;
+  pid_t owner_ = ::getpid();  // the process whose connections idle_ holds
   std::vector<CURL*> idle_;
 };
 

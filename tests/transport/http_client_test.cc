@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <thread>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "reporting/QDXHttpRequestProxy.h"
 #include "sdk/QDXLog.h"
 #include "sdk/QDXUserDefaults.h"
+#include "support/child_process.h"
 #include "support/reference_server.h"
 #include "support/test_env.h"
 #include "transport/QDXApiBase.h"
@@ -76,6 +78,30 @@ TEST_F(HttpClientTest, EveryEndpointGetsItsBodySignedOverThePostedURLOnOneConnec
     clientPorts.insert(entry["clientPort"]);
   }
   EXPECT_EQ(clientPorts.size(), 1u) << "one thread's posts reuse its connection";
+}
+
+// Every ad request runs on a thread of its own: the threads take turns on
+// one kept connection. A forked child opens a connection of its own, and
+// leaves its parent's intact.
+TEST_F(HttpClientTest, ThreadsTakeTurnsOnOneConnectionAndAForkedChildOpensItsOwn) {
+  const std::string url = endpointURL("report_event");
+  const auto postFromANewThread = [&] {
+    bool answered = false;
+    std::thread([&] { answered = client().synPostUseConnectionWithURL(url, Json{{"k", 1}}).has_value(); }).join();
+    return answered;
+  };
+  ASSERT_TRUE(postFromANewThread());
+  ASSERT_TRUE(postFromANewThread());
+  const ChildStatus child =
+      ChildProcess::run([&] { return client().synPostUseConnectionWithURL(url, Json{{"k", 2}}) ? 0 : 1; });
+  EXPECT_TRUE(child.succeeded()) << child.describe();
+  ASSERT_TRUE(postFromANewThread()) << "the parent's connection still works";
+
+  const std::vector<Json> entries = server_.entriesFor("report_event");
+  ASSERT_EQ(entries.size(), 4u);
+  EXPECT_EQ(entries[1]["clientPort"], entries[0]["clientPort"]);
+  EXPECT_NE(entries[2]["clientPort"], entries[0]["clientPort"]) << "the child's own connection";
+  EXPECT_EQ(entries[3]["clientPort"], entries[0]["clientPort"]);
 }
 
 TEST_F(HttpClientTest, EachAsynchronousAnswerReachesItsBlockOnceOnTheMainThread) {
