@@ -21,6 +21,7 @@
 #include "ad_catalog.h"
 #include "fault_plan.h"
 #include "reference_fixture.h"
+#include "reporting/QDXEvent.h"
 #include "server_options.h"
 #include "transport/QDXApiBase.h"
 #include "transport/request_builder.h"
@@ -92,18 +93,19 @@ void BM_BareRoundTrips(benchmark::State& state) {
   const std::string listBody =
       buildSignedRequestBody(listURL, Json{{"timestamp", "1"}, {"screen", "750*1334"}, {"ad_type", 1}})
           .value_or("");
-  // The groups a banner's request and show events post, with one event
-  // each, so the server does the same work for them as for the flow's.
+  // The groups a banner's request and show events post, built as the
+  // reporter builds them (one event each, wrapped without filing), so the
+  // server does the same work for them as for the flow's.
   auto eventGroup = [](int subType) {
-    Json event = {{"event_id", subType + 1}, {"type", 1}, {"sub_type", subType}};
-    if (subType == 1) event["adid"] = "50001";
-    event["ubit"] = "banner上部展示";
-    event["from_appid"] = 10001;
-    if (subType == 1) event["to_appid"] = "20001";
-    event["s_time"] = 1795388291;
-    event["e_time"] = 1795388291;
-    event["adtype"] = 1;
-    return Json{{"id", "1795388291699"}, {"event_list", Json::array({event})}};
+    QDXEvent event;
+    event.event_id = subType + 1;
+    event.type = 1;
+    event.sub_type = subType;
+    event.ubit = "banner上部展示";
+    event.adid = "50001";
+    event.to_appid = "20001";
+    event.adtype = 1;
+    return Json{{"id", "1795388291699"}, {"event_list", Json::array({event.getEventDictinary()})}};
   };
   const std::string requestBody = buildSignedRequestBody(eventURL, eventGroup(0)).value_or("");
   const std::string showBody = buildSignedRequestBody(eventURL, eventGroup(1)).value_or("");

@@ -12,15 +12,21 @@ DecodedImageMemo& DecodedImageMemo::shared() {
   return *memo;
 }
 
+std::list<DecodedImageMemo::Entry>::iterator DecodedImageMemo::locate(std::size_t hash,
+                                                                      const std::string& bytes) {
+  for (auto it = entries_.begin(); it != entries_.end(); ++it) {
+    if (it->hash == hash && it->bytes == bytes) return it;
+  }
+  return entries_.end();
+}
+
 std::shared_ptr<Image> DecodedImageMemo::find(const std::string& bytes) {
   const std::size_t hash = std::hash<std::string>()(bytes);
   std::lock_guard<std::mutex> lock(mutex_);
-  for (auto it = entries_.begin(); it != entries_.end(); ++it) {
-    if (it->hash != hash || it->bytes != bytes) continue;
-    entries_.splice(entries_.begin(), entries_, it);
-    return entries_.front().image;
-  }
-  return nullptr;
+  auto it = locate(hash, bytes);
+  if (it == entries_.end()) return nullptr;
+  entries_.splice(entries_.begin(), entries_, it);
+  return entries_.front().image;
 }
 
 void DecodedImageMemo::keep(const std::string& bytes, const std::shared_ptr<Image>& image) {
@@ -29,9 +35,7 @@ void DecodedImageMemo::keep(const std::string& bytes, const std::shared_ptr<Imag
   if (pixelBytes > kMaxImageBytes) return;
   const std::size_t hash = std::hash<std::string>()(bytes);
   std::lock_guard<std::mutex> lock(mutex_);
-  for (const Entry& entry : entries_) {
-    if (entry.hash == hash && entry.bytes == bytes) return;  // another thread was first
-  }
+  if (locate(hash, bytes) != entries_.end()) return;  // another thread was first
   entries_.push_front(Entry{hash, bytes, image, pixelBytes});
   pixelBytes_ += pixelBytes;
   while (pixelBytes_ > kBudgetBytes && !entries_.empty()) {

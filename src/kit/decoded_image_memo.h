@@ -37,6 +37,10 @@ class DecodedImageMemo {
     std::size_t pixelBytes;
   };
 
+  // The entry for bytes (whose hash is hash), or entries_.end(). Called
+  // with mutex_ held.
+  std::list<Entry>::iterator locate(std::size_t hash, const std::string& bytes);
+
   std::mutex mutex_;
   std::list<Entry> entries_;  // most recently used first
   std::size_t pixelBytes_ = 0;

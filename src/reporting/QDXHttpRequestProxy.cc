@@ -35,7 +35,7 @@ std::optional<std::int64_t> answerRetcode(const std::optional<std::string>& data
   return json::integerMember(parsedAnswer(data), "retcode");
 }
 
-bool answerAcknowledged(const std::optional<std::string>& data) { return answerRetcode(data) == 0; }
+bool answerAcknowledged(const std::optional<std::string>& data) { return acknowledgedAnswer(data).has_value(); }
 
 std::optional<Json> acknowledgedAnswer(const std::optional<std::string>& data) {
   if (!data || data->empty()) return std::nullopt;

@@ -94,10 +94,9 @@ class QDXHttpRequestProxy {
 // parsed body as an integer; nullopt for no answer, an answer that is not
 // a JSON object, or a "retcode" that does not read as an integer.
 std::optional<std::int64_t> answerRetcode(const std::optional<std::string>& data);
-// True when answerRetcode(data) is 0.
-bool answerAcknowledged(const std::optional<std::string>& data);
-// The parsed answer when answerRetcode(data) is 0, else nullopt; parses
-// once where a caller needs both the verdict and the answer.
+// The parsed answer when answerRetcode(data) is 0, else nullopt.
 std::optional<Json> acknowledgedAnswer(const std::optional<std::string>& data);
+// True when acknowledgedAnswer(data) has a value.
+bool answerAcknowledged(const std::optional<std::string>& data);
 
 }  // namespace qdx
