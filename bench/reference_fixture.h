@@ -10,7 +10,7 @@
 #include "ad_server.h"
 #include "platform/posix_env.h"
 #include "qdx/RunLoop.h"
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 #include "sdk/QDXUserDefaults.h"
 #include "sdk/store_keys.h"
 #include "transport/QDXHttpClient.h"

@@ -18,7 +18,7 @@
 
 #include "qdx/QDXADDelegate.h"
 #include "qdx/QDXADRequest.h"
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 #include "qdx/kit/ViewController.h"
 #include "ui/QDXADEventDelegate.h"
 

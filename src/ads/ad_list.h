@@ -12,7 +12,7 @@
 #include <string>
 
 #include "qdx/QDXADDelegate.h"
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 
 namespace qdx {
 

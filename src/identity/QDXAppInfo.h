@@ -4,7 +4,7 @@
 // getAppInfo() as its "appinfo" member.
 #include <string>
 
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 
 namespace qdx {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 
 namespace qdx {
 

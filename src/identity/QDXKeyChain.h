@@ -4,7 +4,7 @@
 // the value is archived as JSON text.
 #include <string>
 
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 
 namespace qdx {
 

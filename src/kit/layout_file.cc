@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "platform/env.h"
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 #include "qdx/kit/Button.h"
 #include "qdx/kit/Control.h"
 #include "qdx/kit/Font.h"

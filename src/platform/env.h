@@ -12,7 +12,7 @@
 
 #include "platform/http_transport.h"
 #include "platform/store_backends.h"
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 
 namespace qdx {
 

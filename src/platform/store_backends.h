@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 
 namespace qdx {
 

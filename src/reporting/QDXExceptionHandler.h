@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 
 namespace qdx {
 

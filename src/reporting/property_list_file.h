@@ -3,7 +3,7 @@
 // operations are total: a failure is reported by the result, never thrown.
 #include <string>
 
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 
 namespace qdx {
 

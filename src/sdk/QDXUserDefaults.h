@@ -4,7 +4,7 @@
 // null means absent.
 #include <string>
 
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 
 namespace qdx {
 

@@ -2,7 +2,7 @@
 // Percent escaping, the request signature and HMAC-SHA1.
 #include <string>
 
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 
 namespace qdx {
 

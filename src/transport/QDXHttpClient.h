@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 
 namespace qdx {
 

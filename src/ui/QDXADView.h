@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "qdx/QDXADDelegate.h"
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 #include "qdx/kit/AlertView.h"
 #include "qdx/kit/Control.h"
 #include "ui/QDXADEventDelegate.h"

@@ -4,7 +4,7 @@
 // Built in code; a tap on the artwork is a tap on the ad.
 #include <memory>
 
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 #include "qdx/kit/Geometry.h"
 #include "qdx/kit/Image.h"
 #include "ui/QDXADView.h"

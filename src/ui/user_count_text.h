@@ -3,7 +3,7 @@
 // of thousands ("万"), shown with one decimal only when it has a fraction.
 #include <string>
 
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 
 namespace qdx {
 

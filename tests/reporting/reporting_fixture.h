@@ -13,7 +13,7 @@
 #include "common/json_access.h"
 #include "identity/QDXKeyChain.h"
 #include "qdx/RunLoop.h"
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 #include "reporting/QDXHttpRequestProxy.h"
 #include "reporting/property_list_file.h"
 #include "sdk/QDXLog.h"

@@ -3,7 +3,7 @@
 // the event reports the reference server journaled, by kind.
 #include <vector>
 
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 #include "sdk/QDXUserDefaults.h"
 #include "support/reference_server.h"
 

@@ -11,7 +11,7 @@
 
 #include "platform/posix_env.h"
 #include "server_process.h"
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 #include "support/test_env.h"
 
 namespace qdx {

@@ -9,7 +9,7 @@
 
 #include "qdx/RunLoop.h"
 #include "qdx/QDXADDelegate.h"
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 #include "sdk/QDXLog.h"
 #include "sdk/QDXUserDefaults.h"
 #include "support/ad_journal.h"

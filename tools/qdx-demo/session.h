@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "host_app.h"
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 #include "qdx/kit/View.h"
 #include "stdout_capture.h"
 

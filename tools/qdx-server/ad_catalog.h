@@ -3,7 +3,7 @@
 // and the demo see the same names, ids and images on every run.
 #include <string>
 
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 
 namespace qdx::server {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 
 namespace qdx::server {
 

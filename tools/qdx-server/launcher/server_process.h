@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "qdx/QDXTypes.h"
+#include "common/json.h"
 
 namespace qdx {
 

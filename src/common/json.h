@@ -1,5 +1,6 @@
 #pragma once
-// Value types shared by the public headers.
+// The SDK's dynamic value type. Internal: no public header carries it, so
+// hosts do not inherit nlohmann as a dependency.
 #include <nlohmann/json.hpp>
 
 namespace qdx {
