@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "kit/main_thread.h"
 #include "qdx/kit/TapGestureRecognizer.h"
 #include "qdx/kit/ViewController.h"
 #include "qdx/kit/Window.h"
@@ -26,9 +27,15 @@ View::~View() {
   for (auto& recognizer : recognizers_) recognizer->view_.reset();
 }
 
-void View::setFrame(const Rect& frame) { frame_ = frame; }
+void View::setFrame(const Rect& frame) {
+  QDX_KIT_MAIN_THREAD("View::setFrame");
+  frame_ = frame;
+}
 
-void View::setAlpha(double alpha) { alpha_ = std::clamp(alpha, 0.0, 1.0); }
+void View::setAlpha(double alpha) {
+  QDX_KIT_MAIN_THREAD("View::setAlpha");
+  alpha_ = std::clamp(alpha, 0.0, 1.0);
+}
 
 Point View::convertPointToRoot(Point local) const {
   Point p = local;
@@ -55,10 +62,12 @@ void View::detachChild(const View* child) {
 }
 
 void View::addSubview(const std::shared_ptr<View>& view) {
+  QDX_KIT_MAIN_THREAD("View::addSubview");
   insertSubview(view, subviews_.size() + 1);
 }
 
 void View::insertSubview(const std::shared_ptr<View>& view, std::size_t index) {
+  QDX_KIT_MAIN_THREAD("View::insertSubview");
   if (!view || view.get() == this || isDescendantOfView(view.get())) return;
   // Keep the child alive while it moves.
   std::shared_ptr<View> child = view;
@@ -69,10 +78,12 @@ void View::insertSubview(const std::shared_ptr<View>& view, std::size_t index) {
 }
 
 void View::bringSubviewToFront(const std::shared_ptr<View>& view) {
+  QDX_KIT_MAIN_THREAD("View::bringSubviewToFront");
   if (view && view->superview_.lock().get() == this) addSubview(view);
 }
 
 void View::removeFromSuperview() {
+  QDX_KIT_MAIN_THREAD("View::removeFromSuperview");
   auto parent = superview_.lock();
   superview_.reset();
   if (parent) parent->detachChild(this);

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "kit/main_thread.h"
 #include "kit/painter.h"
 #include "platform/env.h"
 #include "qdx/kit/AlertController.h"
@@ -177,6 +178,7 @@ cairo_surface_t* renderSurface(const std::shared_ptr<View>& view, double scale) 
 }  // namespace
 
 std::shared_ptr<Image> renderImage(const std::shared_ptr<View>& view, double scale) {
+  QDX_KIT_MAIN_THREAD("kit::renderImage");
   try {
     if (scale <= 0) scale = Screen::mainScreen().scale();
     cairo_surface_t* surface = renderSurface(view, scale);
@@ -197,6 +199,7 @@ std::shared_ptr<Image> renderImage(const std::shared_ptr<View>& view, double sca
 }
 
 std::string renderPng(const std::shared_ptr<View>& view, double scale) {
+  QDX_KIT_MAIN_THREAD("kit::renderPng");
   try {
     cairo_surface_t* surface = renderSurface(view, scale);
     if (!surface) return {};
