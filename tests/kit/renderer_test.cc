@@ -224,7 +224,7 @@ TEST_F(Rendering, AScrollViewClipsItsContentUnlessToldNotTo) {
 // refused with a log line; the view keeps its frame and the views drawn
 // after it still draw.
 TEST_F(Rendering, AFrameThatCannotBeDrawnIsRefusedAndTheRestOfTheTreeDraws) {
-  QDXLog::setDebug(true);
+  mydebug.store(true);
   const double inf = std::numeric_limits<double>::infinity();
   for (double bad : {std::numeric_limits<double>::quiet_NaN(), inf, -inf, 1e300}) {
     auto root = box(Rect(0, 0, 40, 40), Color::white());
@@ -244,7 +244,7 @@ TEST_F(Rendering, AFrameThatCannotBeDrawnIsRefusedAndTheRestOfTheTreeDraws) {
     expectColor(*image, 20, 5, kBlue);
     expectColor(*image, 20, 30, kRed);
   }
-  QDXLog::setDebug(false);
+  mydebug.store(false);
 }
 
 // A view class the kit has never seen draws itself: the renderer calls its

@@ -91,10 +91,10 @@ TEST(PosixEnvTest, OpenURLRunsTheConfiguredProgramWithTheLinkAsItsOneArgument) {
   std::getline(in, seen);
   EXPECT_EQ(seen, "1|https://apps.qdx.invalid/app/id1 x");
   EXPECT_TRUE(logged.empty()) << "no log line while not debugging";
-  QDXLog::setDebug(true);
+  mydebug.store(true);
   ::setenv("QDX_OPEN_URL_COMMAND", (env.tempRoot() + "/no-such-program").c_str(), 1);
   EXPECT_FALSE(posix.openURL("https://apps.qdx.invalid/app/id2"));
-  QDXLog::setDebug(false);
+  mydebug.store(false);
   EXPECT_EQ(logged, std::vector<std::string>{"openURL: https://apps.qdx.invalid/app/id2"});
   ::unsetenv("QDX_OPEN_URL_COMMAND");
   EXPECT_TRUE(posix.openURL("https://apps.qdx.invalid/app/id3"));
