@@ -176,6 +176,61 @@ TEST_F(BannerFlowTest, TheUtypeReportFollowsTheKindOfTheLastRequest) {
   EXPECT_EQ(manager().setUbit("x", QDXADRequest::initWithBannerType(4, 0, 0, nullptr)), "x");
 }
 
+// The manager's click rule: without both ids held a tap reports no click,
+// yet the host hears it and the link opens; a banner without both ids
+// reports no show either, but the host still hears it shown. Every tap
+// with both ids reports: no once-a-day rule here.
+TEST_F(BannerFlowTest, ATapReportsOnlyWithBothIdsAndEveryTime) {
+  ASSERT_TRUE(server_.setFault(
+      R"(get_recommend_list:payload:{"applist":[{"appid":"20009","adlist":[{"ad_down_url":"https://apps.qdx.invalid/app/id9"}]}]})"));
+  manager().showBannerWithADRequest(QDXADRequest::initWithBannerType(1, 0, 0, hostView()));
+  ASSERT_TRUE(RunLoop::main().runUntil([] { return QDXHttpClient::asyncPostsInFlight() == 0; }, 15));
+  settle();
+  EXPECT_TRUE(delegate_->heard("onADShowed"));
+  EXPECT_TRUE(events(kShowEvent).empty()) << "no ad id: no show event";
+  manager().tapAD(0);
+  EXPECT_EQ(delegate_->calls().back(), "onADClicked");
+  EXPECT_TRUE(events(kClickEvent).empty()) << "no ad id: no click event";
+  EXPECT_EQ(env_.openedURLs(), std::vector<std::string>{"https://apps.qdx.invalid/app/id9"});
+
+  ASSERT_TRUE(server_.setFault("get_recommend_list:none"));
+  manager().showBannerWithADRequest(QDXADRequest::initWithBannerType(1, 0, 0, hostView()));
+  manager().tapAD(0);
+  manager().tapAD(0);
+  EXPECT_EQ(events(kClickEvent).size(), 2u) << "each tap reports";
+  EXPECT_EQ(delegate_->count("onADClicked"), 3u);
+}
+
+// Every host callback arrives on its thread: a request's load, no-ad and
+// show on that request's background thread, taps and closes on the main
+// thread.
+TEST_F(BannerFlowTest, EachCallbackArrivesOnTheThreadOfItsFlow) {
+  const std::thread::id mainThread = std::this_thread::get_id();
+  ASSERT_TRUE(request(QDXADRequest::initWithBannerType(1, 0, 0, hostView()), "onADShowed"));
+  settle();
+  auto banner = QDXBannerView::shareBannerView();
+  ASSERT_TRUE(kit::tapView(banner->subviews().at(0)));
+  ASSERT_TRUE(server_.setFault("get_recommend_list:no-data"));
+  QDXAD::requestADWithADRequest(QDXADRequest::initWithADType(1));
+  ASSERT_TRUE(RunLoop::main().runUntil([&] { return delegate_->count("onADLoaded") == 2; }, 15));
+  ASSERT_TRUE(server_.setFault("get_recommend_list:none"));
+  ASSERT_TRUE(request(QDXADRequest::initWithBannerType(1, 0, 0, hostView()), "onADShowed"));
+  RunLoop::main().runUntil([&] { return delegate_->count("onADShowed") == 2; }, 15);
+  settle();
+  ASSERT_TRUE(kit::tapView(banner->subviews().at(1)));
+
+  const std::vector<std::string> calls = delegate_->calls();
+  const std::vector<std::thread::id> threads = delegate_->threads();
+  ASSERT_EQ(calls, (std::vector<std::string>{"onADLoaded", "onADShowed " + kBannerSize, "onADClicked",
+                                             "onNoAD -4102", "onADLoaded", "onADLoaded",
+                                             "onADShowed " + kBannerSize, "onADClosed " + kBannerSize}));
+  for (std::size_t i : {0, 1, 3, 4, 5, 6}) EXPECT_NE(threads[i], mainThread) << calls[i];
+  for (std::size_t i : {2, 7}) EXPECT_EQ(threads[i], mainThread) << calls[i];
+  EXPECT_EQ(threads[0], threads[1]) << "one flow, one thread";
+  EXPECT_EQ(threads[3], threads[4]);
+  EXPECT_EQ(threads[5], threads[6]);
+}
+
 class WallFlowTest : public AdFlowTest {
  protected:
   WallFlowTest() : AdFlowTest(7) {}
@@ -233,6 +288,39 @@ TEST_F(WallFlowTest, FillsTheWallReportsFiveRequestsAndHandlesPagesTapsAndCloses
   other->setTag(4);
   manager().closeAD(other);
   EXPECT_EQ(delegate_->calls().back(), "onADClosed 375 x 667");
+}
+
+// A tap reports the ids held (those of the last page reported), not the
+// ids of the tapped index, whose link opens.
+TEST_F(WallFlowTest, ATapReportsTheHeldIdsNotThoseOfTheTappedIndex) {
+  ASSERT_TRUE(request(QDXADRequest::initWithADType(4), "onADShowed"));
+  settle();
+  manager().reportShowEventWithPage(3);
+  manager().tapAD(5);
+  const auto clicks = events(kClickEvent);
+  ASSERT_EQ(clicks.size(), 1u);
+  EXPECT_EQ(clicks[0]["adid"], "50004");
+  EXPECT_EQ(clicks[0]["to_appid"], "20004");
+  EXPECT_EQ(clicks[0]["ubit"], "推荐墙展示");
+  EXPECT_EQ(clicks[0]["adtype"], 4);
+  EXPECT_EQ(env_.openedURLs(), std::vector<std::string>{"https://apps.qdx.invalid/app/id1000006"});
+}
+
+// The wall's load and show arrive on its request's background thread,
+// its close on the main thread.
+TEST_F(WallFlowTest, WallCallbacksArriveOnTheThreadOfTheirFlow) {
+  const std::thread::id mainThread = std::this_thread::get_id();
+  ASSERT_TRUE(request(QDXADRequest::initWithADType(4), "onADShowed"));
+  settle();
+  auto close = kit::Button::buttonWithType(kit::ButtonTypeCustom);
+  close->setTag(4);
+  manager().closeAD(close);
+  const std::vector<std::thread::id> threads = delegate_->threads();
+  ASSERT_EQ(delegate_->calls(),
+            (std::vector<std::string>{"onADLoaded", "onADShowed 375 x 667", "onADClosed 375 x 667"}));
+  EXPECT_NE(threads[0], mainThread);
+  EXPECT_EQ(threads[0], threads[1]);
+  EXPECT_EQ(threads[2], mainThread);
 }
 
 class EmptyWallFlowTest : public AdFlowTest {
