@@ -139,6 +139,22 @@ TEST_F(ADViewTest, CallbacksArriveOnTheLoadingThreadAndTapsOnTheMainThread) {
   EXPECT_EQ(host_->threads[1], std::this_thread::get_id());
 }
 
+// A numeric app id keys the day by its text ("%@" of 20002 is "20002")
+// and travels as a number, as does the ad id.
+TEST_F(ADViewTest, ANumericAppIdKeysTheDayByItsTextAndTravelsAsANumber) {
+  ASSERT_TRUE(server_.setFault(
+      R"(get_recommend_list:payload:{"applist":[{"appid":20002,"adlist":[{"ad_id":9001,"ad_down_url":"https://apps.qdx.invalid/app/id2"}]}]})"));
+  auto view = load(8, 1);
+  view->tapAD(0);
+  view->tapAD(0);
+  ASSERT_EQ(events(kClickEvent).size(), 1u);
+  EXPECT_TRUE(events(kClickEvent)[0]["to_appid"].is_number_integer());
+  EXPECT_EQ(events(kClickEvent)[0]["to_appid"], 20002);
+  EXPECT_EQ(events(kClickEvent)[0]["adid"], 9001);
+  EXPECT_EQ(QDXUserDefaults::getObjectFromLocal("200028"), "2026-12-28");
+  EXPECT_FALSE(QDXUserDefaults::getObjectFromLocal("2000290018").is_null()) << "the request's session link";
+}
+
 // An entry without a store link opens nothing, but the day is counted:
 // the second tap sends no click report.
 TEST_F(ADViewTest, AnEntryWithoutALinkOpensNothingButCountsItsDay) {
