@@ -95,8 +95,7 @@ std::string QDXHttpRequestProxy::crashLogDirectory() {
 }
 
 void QDXHttpRequestProxy::reportRequestEventWithUbit(const std::optional<std::string>& ubit,
-                                                     const std::optional<std::string>& adid,
-                                                     const std::optional<std::string>& app_id,
+                                                     const Json& adid, const Json& app_id,
                                                      std::int64_t adType) {
   noThrow("request event", [&] {
     QDXEvent event;
@@ -131,8 +130,7 @@ void QDXHttpRequestProxy::reportRequestEventWithUbit(const std::optional<std::st
 void QDXHttpRequestProxy::reportLinkedEvent(std::int32_t subType, std::int32_t firstId,
                                             bool synchronous,
                                             const std::optional<std::string>& ubit,
-                                            const std::optional<std::string>& adid,
-                                            const std::optional<std::string>& app_id,
+                                            const Json& adid, const Json& app_id,
                                             std::int64_t adType) {
   QDXEvent event;
   event.ubit = ubit;
@@ -174,16 +172,14 @@ void QDXHttpRequestProxy::reportLinkedEvent(std::int32_t subType, std::int32_t f
 }
 
 void QDXHttpRequestProxy::reportShowEventWithUbit(const std::optional<std::string>& ubit,
-                                                  const std::optional<std::string>& adid,
-                                                  const std::optional<std::string>& app_id,
+                                                  const Json& adid, const Json& app_id,
                                                   std::int64_t adType) {
   noThrow("show event",
           [&] { reportLinkedEvent(1, 2, /*synchronous=*/false, ubit, adid, app_id, adType); });
 }
 
 void QDXHttpRequestProxy::reportClickEventWithUbit(const std::optional<std::string>& ubit,
-                                                   const std::optional<std::string>& adid,
-                                                   const std::optional<std::string>& app_id,
+                                                   const Json& adid, const Json& app_id,
                                                    std::int64_t adType) {
   noThrow("click event",
           [&] { reportLinkedEvent(2, 3, /*synchronous=*/true, ubit, adid, app_id, adType); });
