@@ -146,6 +146,32 @@ class RecommendWall : public ::testing::Test {
     return RunLoop::main().runUntil([&] { return wall_->iconViews()[card]->image() != nullptr; }, 10);
   }
 
+  // Builds a one-card wall tinted with expand and checks its tint overlay
+  // (none when overlay is nullopt): a tinted back image is drawn whole, an
+  // untinted one at 70%.
+  void expectTint(const std::optional<std::string>& expand, const std::optional<Color>& overlay,
+                  const std::string& label) {
+    wall_ = QDXRecommendWallVC::initWithAdRequest(nullptr);
+    wall_->appNames() = {"App"};
+    wall_->icons() = {iconURL(0)};
+    wall_->backImages() = {backURL(0)};
+    wall_->descriptions() = {"D"};
+    wall_->expands() = {expand};
+    wall_->numberArrM() = {0};
+    wall_->loadWithData();
+    drainMainQueue();
+    auto cards = wall_->scrollView()->subviews();
+    ASSERT_EQ(cards.size(), 5u);
+    ASSERT_EQ(cards[1]->backgroundColor().has_value(), overlay.has_value()) << label;
+    EXPECT_DOUBLE_EQ(cards[0]->alpha(), overlay ? 1.0 : 0.7) << label;
+    if (!overlay) return;
+    const Color got = *cards[1]->backgroundColor();
+    EXPECT_NEAR(got.red, overlay->red, 1e-9) << label;
+    EXPECT_NEAR(got.green, overlay->green, 1e-9) << label;
+    EXPECT_NEAR(got.blue, overlay->blue, 1e-9) << label;
+    EXPECT_NEAR(got.alpha, 0.7, 1e-9) << label;
+  }
+
   // The root's children of type T, bottom first.
   template <typename T>
   std::vector<std::shared_ptr<T>> rootChildren() {
@@ -256,42 +282,41 @@ TEST_F(RecommendWall, ReadsTheTintFromSixHexDigitsAndDimsTheBackImageOtherwise) 
   struct Case {
     std::optional<std::string> expand;
     std::optional<Color> overlay;
-    double backAlpha;
   };
   const Case cases[] = {
-      {"FF8000", Color::rgba(1.0, 128 / 255.0, 0, 0.7), 1.0},
-      {"00ff7f", Color::rgba(0, 1.0, 127 / 255.0, 0.7), 1.0},
-      {"#FF8000", std::nullopt, 0.7},  // seven characters
-      {"FF80", std::nullopt, 0.7},
-      {"", std::nullopt, 0.7},
-      {std::nullopt, std::nullopt, 0.7},     // the list entry had none
-      {"GG8000", Color::rgba(0, 128 / 255.0, 0, 0.7), 1.0},  // no hex digits read as 0
-      {"红红红红红红", Color::rgba(0, 0, 0, 0.7), 1.0},
-      {"\xF0\x9F\x98\x80" "8000", Color::rgba(0, 128 / 255.0, 0, 0.7), 1.0},  // an emoji is 2 of 6
-      {"FF\xE4" "800", Color::rgba(1.0, 0, 0, 0.7), 1.0},  // a stray byte is one character
+      {"FF8000", Color::rgba(1.0, 128 / 255.0, 0, 0.7)},
+      {"00ff7f", Color::rgba(0, 1.0, 127 / 255.0, 0.7)},
+      {"#FF8000", std::nullopt},  // seven characters
+      {"FF80", std::nullopt},
+      {"", std::nullopt},
+      {std::nullopt, std::nullopt},     // the list entry had none
+      {"GG8000", Color::rgba(0, 128 / 255.0, 0, 0.7)},  // no hex digits read as 0
+      {"红红红红红红", Color::rgba(0, 0, 0, 0.7)},
+      {"\xF0\x9F\x98\x80" "8000", Color::rgba(0, 128 / 255.0, 0, 0.7)},  // an emoji is 2 of 6
+      {"FF\xE4" "800", Color::rgba(1.0, 0, 0, 0.7)},  // a stray byte is one character
   };
-  for (const Case& c : cases) {
-    wall_ = QDXRecommendWallVC::initWithAdRequest(nullptr);
-    wall_->appNames() = {"App"};
-    wall_->icons() = {iconURL(0)};
-    wall_->backImages() = {backURL(0)};
-    wall_->descriptions() = {"D"};
-    wall_->expands() = {c.expand};
-    wall_->numberArrM() = {0};
-    wall_->loadWithData();
-    drainMainQueue();
-    auto cards = wall_->scrollView()->subviews();
-    ASSERT_EQ(cards.size(), 5u);
-    const std::string label = c.expand.value_or("(absent)");
-    EXPECT_EQ(cards[1]->backgroundColor().has_value(), c.overlay.has_value()) << label;
-    if (c.overlay) {
-      const Color got = *cards[1]->backgroundColor();
-      EXPECT_NEAR(got.red, c.overlay->red, 1e-9) << label;
-      EXPECT_NEAR(got.green, c.overlay->green, 1e-9) << label;
-      EXPECT_NEAR(got.blue, c.overlay->blue, 1e-9) << label;
-      EXPECT_NEAR(got.alpha, 0.7, 1e-9) << label;
-    }
-    EXPECT_DOUBLE_EQ(cards[0]->alpha(), c.backAlpha) << label;
+  for (const Case& c : cases) expectTint(c.expand, c.overlay, c.expand.value_or("(absent)"));
+}
+
+// Malformed UTF-8 in a tint: every byte that starts no valid sequence is
+// one character of its own, a truncated sequence included, and a
+// character beyond the basic plane is two; only six characters make a
+// tint, and a character that is no hex digit ends its pair's digits.
+TEST_F(RecommendWall, CountsTheCharactersOfAMalformedTintOneByteAtATime) {
+  const Color orangeGreen = Color::rgba(0, 128 / 255.0, 0, 0.7);
+  const std::pair<const char*, std::optional<Color>> cases[] = {
+      {"FF8000\x80", std::nullopt},                                 // a stray continuation: seven
+      {"\x80\x80" "8000", orangeGreen},                              // two stray continuations
+      {"FF80\xE2\x82", Color::rgba(1.0, 128 / 255.0, 0, 0.7)},       // a cut three-byte sequence: two
+      {"FF80\xF0\x9F\x98", std::nullopt},                           // a cut four-byte one: three
+      {"\xFF\xFE" "8000", orangeGreen},                              // bytes that lead nothing
+      {"\xC3" "F8000", orangeGreen},                                 // a lead byte without its follower
+      {"F\xF0\x9F\x98\x80" "000", Color::rgba(15 / 255.0, 0, 0, 0.7)},  // "F", then an emoji's two
+  };
+  for (const auto& [expand, overlay] : cases) {
+    std::string label;
+    for (unsigned char byte : std::string(expand)) label += std::to_string(byte) + " ";
+    expectTint(std::string(expand), overlay, label);
   }
 }
 
