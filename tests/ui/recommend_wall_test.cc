@@ -70,7 +70,12 @@ void expectFrame(const std::shared_ptr<kit::View>& view, Rect want) {
 // the API host pointed at a closed loopback port, so a miss stays a miss.
 class RecommendWall : public ::testing::Test {
  protected:
-  void SetUp() override { useScreen(320, 568); }
+  void SetUp() override {
+    useScreen(320, 568);
+    // The shared image cache forgets what earlier tests of this process
+    // put in it, and caches under this test's home.
+    QDXImageCache::shareInstance().reset();
+  }
   // A swipe's prefetch runs on the wall's queue and reads through the test
   // platform: it must be done before the platform goes.
   void TearDown() override {
