@@ -5,6 +5,7 @@
 #include "common/json_access.h"
 #include "identity/QDXDevInfo.h"
 #include "platform/env.h"
+#include "qdx/QDXADType.h"
 #include "reporting/QDXHttpRequestProxy.h"
 #include "reporting/QDXStatisticManager.h"
 #include "sdk/QDXLog.h"
@@ -26,7 +27,8 @@ std::shared_ptr<QDXADView> QDXADView::initWithADType(std::int64_t adType) {
 void QDXADView::reportUsageUnlessDone() {
   // Only the custom-slot kinds share a success flag; any other kind
   // reports every time.
-  if (adType_ != 7 && adType_ != 8 && adType_ != 9) {
+  if (adType_ != QDXADTypeCustomNativeBanner && adType_ != QDXADTypeCustomTextForm &&
+      adType_ != QDXADTypeCustomImageTextForm) {
     QDXStatisticManager::reportUType_active(adType_);
     return;
   }
