@@ -402,6 +402,38 @@ TEST_F(RecommendWall, SwipingReportsEachNewPageOnceAndPreFetchesOneCardAhead) {
   EXPECT_EQ(wall_->pageControl()->currentPage(), 0);
 }
 
+// A pre-fetch reads its card's addresses when it runs, not when it is
+// queued: a download tap while it waits rebuilds the wall with other cards,
+// and each card keeps its own app's images.
+TEST_F(RecommendWall, APreFetchThatWaitsBehindADownloadFetchesTheRebuiltCardsImages) {
+  const Color icons[] = {Color::rgba(1, 0, 0, 1), Color::rgba(0, 1, 0, 1), Color::rgba(0, 0, 1, 1),
+                         Color::rgba(1, 1, 0, 1)};
+  const Color backs[] = {Color::rgba(0, 1, 1, 1), Color::rgba(1, 0, 1, 1), Color::rgba(0.5, 0.5, 0.5, 1),
+                         Color::rgba(0, 0, 0, 1)};
+  seedCards(0);
+  for (std::size_t k = 0; k < 4; ++k) {
+    seed(iconURL(k), solidPng(icons[k]));
+    seed(backURL(k), solidPng(backs[k]));
+  }
+  showWall(4);
+  // The wall's queue is held, so the pre-fetch of card 1 waits.
+  std::promise<void> release;
+  std::shared_future<void> released = release.get_future().share();
+  wall_->queue()->post([released] { released.wait(); });
+  wall_->scrollViewWillBeginDecelerating(*wall_->scrollView());
+
+  ASSERT_TRUE(kit::tapView(downloadButton()));  // card 0 goes; App 2 is card 1 now
+  drainMainQueue();
+  ASSERT_EQ(wall_->icons()[1], iconURL(2));
+  release.set_value();
+  waitForQueues();
+  ASSERT_NE(wall_->iconViews()[1]->image(), nullptr);
+  ASSERT_NE(wall_->backImageViews()[1]->image(), nullptr);
+  expectColor(*wall_->iconViews()[1]->image(), 0, 0, icons[2]);
+  expectColor(*wall_->backImageViews()[1]->image(), 0, 0, backs[2]);
+  expectColor(*wall_->iconViews()[0]->image(), 0, 0, icons[1]);
+}
+
 TEST_F(RecommendWall, ACardWithHalfItsImagesStaysBlankAtBuildAndOnPreFetch) {
   seedCards(0);
   seed(iconURL(0), solidPng(kIconGreen));  // cards 0 and 2 lack their back images
