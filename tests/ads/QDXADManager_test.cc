@@ -3,6 +3,7 @@
 // answers leave behind.
 #include "ads/QDXADManager.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <thread>
@@ -13,6 +14,8 @@
 #include "qdx/kit/AlertController.h"
 #include "qdx/kit/Button.h"
 #include "qdx/kit/ImageView.h"
+#include "qdx/kit/PageControl.h"
+#include "support/http_gate_env.h"
 #include "transport/QDXHttpClient.h"
 #include "ui/QDXBannerView.h"
 #include "ui/QDXRecommendWallVC.h"
@@ -233,6 +236,73 @@ TEST_F(WallFlowTest, FillsTheWallReportsFiveRequestsAndHandlesPagesTapsAndCloses
   other->setTag(4);
   manager().closeAD(other);
   EXPECT_EQ(delegate_->calls().back(), "onADClosed 375 x 667");
+}
+
+// Walls of one to four apps: one card per app in list order, dots from two
+// cards on, a request event for every app with that app's ids (they travel
+// on different HTTP workers, so in any order), and one show event with the
+// first app's.
+class SmallWallFlowTest : public AdFlowTest, public ::testing::WithParamInterface<int> {
+ protected:
+  SmallWallFlowTest() : AdFlowTest(GetParam()) {}
+};
+
+TEST_P(SmallWallFlowTest, FillsOneCardPerAppAndReportsEachAppsRequest) {
+  const int apps = GetParam();
+  ASSERT_TRUE(request(QDXADRequest::initWithADType(4), "onADShowed"));
+  ASSERT_TRUE(server_.waitForEntries("report_event", static_cast<std::size_t>(apps) + 1));
+  settle();
+  EXPECT_EQ(delegate_->calls(), (std::vector<std::string>{"onADLoaded", "onADShowed 375 x 667"}));
+  auto wall = manager().recommendWall();
+  ASSERT_TRUE(wall);
+  EXPECT_EQ(host_->presentedViewController(), wall);
+  std::vector<std::int64_t> cards;
+  std::vector<std::pair<std::string, std::string>> listed;
+  for (int k = 1; k <= apps; ++k) {
+    cards.push_back(k - 1);
+    listed.emplace_back(std::to_string(50000 + k), std::to_string(20000 + k));
+  }
+  EXPECT_EQ(wall->numberArrM(), cards);
+  EXPECT_EQ(wall->appNames().size(), static_cast<std::size_t>(apps));
+  ASSERT_TRUE(wall->pageControl());
+  EXPECT_EQ(wall->pageControl()->numberOfPages(), apps >= 2 ? apps : 0);
+  EXPECT_EQ(wall->scrollView()->subviews().size(), static_cast<std::size_t>(apps) * 5);
+
+  std::vector<std::pair<std::string, std::string>> requested;
+  for (const Json& e : events(kRequestEvent)) {
+    EXPECT_EQ(e["adtype"], 4);
+    requested.emplace_back(e["adid"].get<std::string>(), e["to_appid"].get<std::string>());
+  }
+  std::sort(requested.begin(), requested.end());
+  EXPECT_EQ(requested, listed);
+  const auto shows = events(kShowEvent);
+  ASSERT_EQ(shows.size(), 1u);
+  EXPECT_EQ(shows[0]["adid"], "50001");
+  EXPECT_EQ(shows[0]["to_appid"], "20001");
+}
+
+INSTANTIATE_TEST_SUITE_P(OneToFourApps, SmallWallFlowTest, ::testing::Values(1, 2, 3, 4));
+
+// The wall is on screen, still empty and spinning, before its ad-list
+// request leaves: the request is held at the platform until the test has
+// looked.
+TEST_F(WallFlowTest, PresentsTheWallBeforeItsRequestIsSent) {
+  HttpGateEnv gate("get_recommend_list");
+  QDXAD::requestADWithADRequest(QDXADRequest::initWithADType(4));
+  ASSERT_TRUE(RunLoop::main().runUntil([&] { return gate.arrived() == 1; }, 15));
+  settle(0.1);
+  auto wall = std::dynamic_pointer_cast<QDXRecommendWallVC>(host_->presentedViewController());
+  ASSERT_TRUE(wall) << "presented before the request";
+  EXPECT_EQ(manager().recommendWall(), wall);
+  EXPECT_TRUE(wall->appNames().empty());
+  EXPECT_TRUE(wall->indicatorView() && wall->indicatorView()->isAnimating());
+  EXPECT_TRUE(server_.entriesFor("get_recommend_list").empty());
+  EXPECT_FALSE(delegate_->heard("onADLoaded"));
+  gate.open();
+  ASSERT_TRUE(RunLoop::main().runUntil([&] { return delegate_->heard("onADShowed"); }, 15));
+  settle();
+  EXPECT_EQ(wall->appNames().size(), 7u);
+  EXPECT_EQ(server_.entriesFor("get_recommend_list").size(), 1u);
 }
 
 class EmptyWallFlowTest : public AdFlowTest {
