@@ -3,7 +3,6 @@
 // answers leave behind.
 #include "ads/QDXADManager.h"
 
-#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <thread>
@@ -239,9 +238,9 @@ TEST_F(WallFlowTest, FillsTheWallReportsFiveRequestsAndHandlesPagesTapsAndCloses
 }
 
 // Walls of one to four apps: one card per app in list order, dots from two
-// cards on, a request event for every app with that app's ids (they travel
-// on different HTTP workers, so in any order), and one show event with the
-// first app's.
+// cards on, a request event for every app (they travel on different HTTP
+// workers, so in any order) linking that app's session, and one show event
+// with the first app's ids.
 class SmallWallFlowTest : public AdFlowTest, public ::testing::WithParamInterface<int> {
  protected:
   SmallWallFlowTest() : AdFlowTest(GetParam()) {}
@@ -268,17 +267,18 @@ TEST_P(SmallWallFlowTest, FillsOneCardPerAppAndReportsEachAppsRequest) {
   EXPECT_EQ(wall->pageControl()->numberOfPages(), apps >= 2 ? apps : 0);
   EXPECT_EQ(wall->scrollView()->subviews().size(), static_cast<std::size_t>(apps) * 5);
 
-  std::vector<std::pair<std::string, std::string>> requested;
-  for (const Json& e : events(kRequestEvent)) {
-    EXPECT_EQ(e["adtype"], 4);
-    requested.emplace_back(e["adid"].get<std::string>(), e["to_appid"].get<std::string>());
+  // A request event names no app: it links its session under (app id, ad
+  // id, type) in the store, one link per listed app.
+  const auto requests = events(kRequestEvent);
+  EXPECT_EQ(requests.size(), static_cast<std::size_t>(apps));
+  for (const Json& e : requests) EXPECT_EQ(e.value("adtype", Json()), 4);
+  for (const auto& [adid, appid] : listed) {
+    EXPECT_TRUE(QDXUserDefaults::getObjectFromLocal(appid + adid + "4").is_string()) << appid;
   }
-  std::sort(requested.begin(), requested.end());
-  EXPECT_EQ(requested, listed);
   const auto shows = events(kShowEvent);
   ASSERT_EQ(shows.size(), 1u);
-  EXPECT_EQ(shows[0]["adid"], "50001");
-  EXPECT_EQ(shows[0]["to_appid"], "20001");
+  EXPECT_EQ(shows[0].value("adid", Json()), "50001");
+  EXPECT_EQ(shows[0].value("to_appid", Json()), "20001");
 }
 
 INSTANTIATE_TEST_SUITE_P(OneToFourApps, SmallWallFlowTest, ::testing::Values(1, 2, 3, 4));
