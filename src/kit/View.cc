@@ -1,15 +1,50 @@
 #include "qdx/kit/View.h"
 
 #include <algorithm>
+#include <cmath>
+#include <sstream>
 
 #include "qdx/kit/TapGestureRecognizer.h"
 #include "qdx/kit/ViewController.h"
 #include "qdx/kit/Window.h"
+#include "sdk/QDXLog.h"
 
 namespace qdx::kit {
 
 // Below this alpha a view is treated as invisible to touches.
 constexpr double kMinimumTouchableAlpha = 0.01;
+
+namespace {
+
+// Frame numbers beyond this many points are refused: far past any screen,
+// and within what the drawing's fixed-point coordinates hold at any scale
+// (past it the drawing context fails and nothing more is drawn).
+constexpr double kMaxFrameCoordinate = 1e6;
+
+// Whether the kit can lay out and draw a view in frame.
+bool isDrawableFrame(const Rect& frame) {
+  for (double v : {frame.x(), frame.y(), frame.width(), frame.height()}) {
+    if (!std::isfinite(v) || std::fabs(v) > kMaxFrameCoordinate) return false;
+  }
+  return true;
+}
+
+std::string describeFrame(const Rect& frame) {
+  std::ostringstream out;
+  out << "{{" << frame.x() << ", " << frame.y() << "}, {" << frame.width() << ", " << frame.height() << "}}";
+  return out.str();
+}
+
+// The frame a view takes: frame itself, or `kept` when frame cannot be
+// drawn (with a log line saying so).
+Rect acceptedFrame(const Rect& frame, const Rect& kept) {
+  if (isDrawableFrame(frame)) return frame;
+  debugLog("A view refuses the frame " + describeFrame(frame) + ": its numbers must be finite and within " +
+           std::to_string(static_cast<long>(kMaxFrameCoordinate)) + " points; it keeps " + describeFrame(kept));
+  return kept;
+}
+
+}  // namespace
 
 View::View() = default;
 
@@ -17,7 +52,7 @@ bool View::setOutlet(const std::string& name, const std::shared_ptr<View>& view)
   (void)name, (void)view;
   return false;
 }
-View::View(const Rect& frame) : frame_(frame) {}
+View::View(const Rect& frame) : frame_(acceptedFrame(frame, Rect())) {}
 
 View::~View() {
   // Children outlive a dropped parent only when someone else holds them;
@@ -26,7 +61,7 @@ View::~View() {
   for (auto& recognizer : recognizers_) recognizer->view_.reset();
 }
 
-void View::setFrame(const Rect& frame) { frame_ = frame; }
+void View::setFrame(const Rect& frame) { frame_ = acceptedFrame(frame, frame_); }
 
 void View::setAlpha(double alpha) { alpha_ = std::clamp(alpha, 0.0, 1.0); }
 
