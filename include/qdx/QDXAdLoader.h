@@ -30,10 +30,12 @@ class QDX_EXPORT QDXAdLoader {
   // than 7, 8 and 9 gives an empty array. Entries lacking artwork, icon,
   // name or (type 8) description are left out; every view's tag is its
   // index in the list, so a tag names its app even after skipped entries.
-  // Blocks on the network (up to the request time-out). Called on the main
-  // thread it does everything there; called elsewhere, the views are built
-  // on the main queue while the calling thread waits, so the main loop
-  // must be running.
+  // Blocks on the network (up to the request time-out). The pictures are
+  // downloaded on the calling thread, once each. Called on the main thread
+  // it does everything there; called elsewhere, the views are made on the
+  // main queue while the calling thread waits, but never longer than the
+  // request time-out: when the main loop does not take the work by then,
+  // a debug line says so and block is not called.
   void loadAdWithType(std::int32_t adType, std::int64_t count, kit::Size size, const Block& block);
 
   // The host's delegate, held strongly and handed to each load's views once

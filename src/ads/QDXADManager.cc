@@ -5,6 +5,7 @@
 
 #include "ads/ad_list.h"
 #include "ads/ad_tap_flow.h"
+#include "ads/close_tags.h"
 #include "ads/usage_report_gate.h"
 #include "common/json_access.h"
 #include "platform/env.h"
@@ -27,8 +28,6 @@ namespace {
 
 // The wall reports a request for at most this many apps.
 constexpr std::size_t kWallRequestEventLimit = 5;
-constexpr long kBannerCloseTag = 1;
-constexpr long kWallCloseTag = 4;
 
 // Our own lines for a host that set no application delegate with a window:
 // the wall, and the no-network alert that the wall presents, then have no

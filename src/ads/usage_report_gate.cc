@@ -5,6 +5,7 @@
 
 #include "common/json_access.h"
 #include "platform/env.h"
+#include "qdx/QDXADType.h"
 #include "reporting/QDXStatisticManager.h"
 #include "sdk/QDXUserDefaults.h"
 #include "sdk/store_keys.h"
@@ -15,9 +16,10 @@ namespace {
 bool inKinds(std::int64_t adType, UsageReportKinds kinds) {
   switch (kinds) {
     case UsageReportKinds::kBannerAndWall:
-      return adType == 1 || adType == 4;
+      return adType == QDXADTypeBanner || adType == QDXADTypeRecommendWall;
     case UsageReportKinds::kCustomSlots:
-      return adType == 7 || adType == 8 || adType == 9;
+      return adType == QDXADTypeCustomNativeBanner || adType == QDXADTypeCustomTextForm ||
+             adType == QDXADTypeCustomImageTextForm;
   }
   return false;
 }

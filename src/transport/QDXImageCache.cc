@@ -16,7 +16,14 @@ QDXImageCache& QDXImageCache::shareInstance() {
   return *instance;
 }
 
-QDXImageCache::QDXImageCache() {
+QDXImageCache::QDXImageCache() { reset(); }
+
+void QDXImageCache::reset() {
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  memoryCacheDic_.clear();
+  memoryOrder_.clear();
+  cacheSize_ = 0;
+  filePath_.clear();
   diskCachePath_ = Env::Default()->cachesDirectory() + "/ImageCache";
   Env::Default()->createDirectories(diskCachePath_);  // a failure shows as misses
 }

@@ -58,6 +58,12 @@ class QDXImageCache {
   float cacheSize() const;
   void setCacheSize(float kilobytes);
 
+  // Forgets every entry in memory and the running size, and follows the
+  // installed Env's caches directory again: the cache as a fresh launch
+  // finds it. For a process that installs one Env after another (a test
+  // program, one test after the other); the SDK never calls it.
+  void reset();
+
   // The disk folder, and the file a URL maps to.
   const std::string& diskCachePath() const { return diskCachePath_; }
   std::string filePathForURL(const std::string& url) const;

@@ -3,6 +3,7 @@
 #include "ads/ad_list.h"
 #include "ads/ad_tap_flow.h"
 #include "ads/usage_report_gate.h"
+#include "qdx/QDXADType.h"
 #include "reporting/QDXHttpRequestProxy.h"
 #include "sdk/QDXSlotLabel.h"
 

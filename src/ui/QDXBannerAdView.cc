@@ -30,11 +30,18 @@ kit::Rect QDXBannerAdView::foregroundFrame(kit::Size size) {
 }
 
 bool QDXBannerAdView::onAdInfoLoaded(const Json& entry, kit::Size size) {
+  return showArtwork(artworkOf(entry), size);
+}
+
+std::optional<std::string> QDXBannerAdView::artworkOf(const Json& entry) {
   const std::optional<std::string> url = adText(entry, adkeys::kAdUrl);
-  std::optional<std::string> data;
-  if (url) data = QDXImageCache::shareInstance().getImageFromString(*url);
-  if (!data) return false;
-  std::shared_ptr<kit::Image> image = kit::Image::imageWithData(data);
+  if (!url) return std::nullopt;
+  return QDXImageCache::shareInstance().getImageFromString(*url);
+}
+
+bool QDXBannerAdView::showArtwork(const std::optional<std::string>& artwork, kit::Size size) {
+  if (!artwork) return false;
+  std::shared_ptr<kit::Image> image = kit::Image::imageWithData(artwork);
 
   auto backdrop = std::make_shared<kit::ImageView>(kit::Rect(0, 0, size.width, size.height));
   backdrop->setImage(boxblurImage(image, kBackdropBlur));

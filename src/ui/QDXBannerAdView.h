@@ -3,6 +3,8 @@
 // to 8:3 in the middle of the slot, over a blurred copy that fills it.
 // Built in code; a tap on the artwork is a tap on the ad.
 #include <memory>
+#include <optional>
+#include <string>
 
 #include "common/json.h"
 #include "qdx/kit/Geometry.h"
@@ -19,6 +21,12 @@ class QDXBannerAdView : public QDXADView {
   // artwork fitted to 8:3 and centred) with its tap recogniser. Returns
   // whether there was artwork, without waiting for the queued block.
   bool onAdInfoLoaded(const Json& entry, kit::Size size);
+  // The two halves of onAdInfoLoaded, for a caller that downloads on one
+  // thread and builds on the main thread: the cached bytes of entry's
+  // artwork (nullopt when the entry names none or it could not be had;
+  // empty bytes are still bytes), and the build from those bytes.
+  static std::optional<std::string> artworkOf(const Json& entry);
+  bool showArtwork(const std::optional<std::string>& artwork, kit::Size size);
 
   // The tap recogniser's action: logs "点击跳转到AppStore关闭了banner" and
   // tells the event delegate tapAD with this view's tag.

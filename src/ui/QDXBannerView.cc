@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "ads/close_tags.h"
 #include "platform/env.h"
 #include "qdx/RunLoop.h"
 #include "qdx/kit/Button.h"
@@ -17,7 +18,6 @@ namespace qdx {
 namespace {
 
 constexpr double kCloseButtonSide = 30;
-constexpr long kBannerCloseTag = 1;
 
 }  // namespace
 

@@ -22,6 +22,7 @@
 #include "qdx/kit/Button.h"
 #include "qdx/kit/Control.h"
 #include "qdx/kit/ImageView.h"
+#include "qdx/kit/Label.h"
 #include "qdx/kit/PageControl.h"
 #include "qdx/kit/ScrollView.h"
 #include "qdx/kit/ViewController.h"
@@ -109,10 +110,32 @@ class QDXRecommendWallVC : public kit::ViewController, public kit::ScrollViewDel
 
  private:
   QDXRecommendWallVC() = default;
+  // The design's scale on this screen (defined with the design).
+  struct Scale;
+  Scale scale() const;
+
   // This controller as a shared_ptr, for weak captures in queued blocks.
   std::shared_ptr<QDXRecommendWallVC> sharedWall();
-  // A custom close button at the top right, tag 4, wired to
-  // closeRecommendWall; without an image.
+
+  // The wall's parts, in the order creatRecommendWall builds them. Each
+  // add* lays its part out now and queues its insertion on the main queue.
+  std::shared_ptr<kit::Label> makeTitle(const Scale& s);
+  std::shared_ptr<kit::ScrollView> makeStrip(const Scale& s);
+  // The title and the strip of cards, which becomes scrollView().
+  void addTitleAndStrip(const Scale& s);
+  // Card k: back image, tint, icon, name and description; cards 0 and 1
+  // with their images.
+  void addCard(const Scale& s, std::size_t k);
+  // Fresh page dots, replacing the last build's.
+  void addPageControl(const Scale& s);
+  // The download button with its arrow.
+  void addDownloadButton(const Scale& s);
+  // The footer: the "Powered by QDX" line.
+  void addFooter(const Scale& s);
+  // The close button, tagged as the wall's; then the spinner stops.
+  void addCloseButton();
+  // A custom close button at the top right, wired to closeRecommendWall;
+  // without an image or a tag.
   std::shared_ptr<kit::Button> makeCloseButton();
 
   float coefficientVertiacl_ = 1;
@@ -128,6 +151,9 @@ class QDXRecommendWallVC : public kit::ViewController, public kit::ScrollViewDel
   // The controller's lock: pre-fetches hold it while they fetch, so they
   // run one after another.
   std::mutex lock_;
+  // Guards icons_ and backImages_ between the main thread, which shortens
+  // them, and a pre-fetch, which reads its card's addresses when it runs.
+  std::mutex content_;
   // The hand-over buffer of one page's pre-fetched images (back image,
   // icon). It has a lock of its own so that the main thread never waits
   // behind a pre-fetch's download.

@@ -15,6 +15,8 @@
 #include "qdx/kit/Button.h"
 #include "qdx/kit/ImageView.h"
 #include "transport/QDXApiBase.h"
+#include "qdx/kit/PageControl.h"
+#include "support/http_gate_env.h"
 #include "transport/QDXHttpClient.h"
 #include "ui/QDXBannerView.h"
 #include "ui/QDXRecommendWallVC.h"
@@ -358,6 +360,74 @@ TEST_F(WallFlowTest, WithoutAnApplicationDelegateTheWallIsNotPresentedAndALineSa
   EXPECT_TRUE(env_.logContains("qdx: the recommend wall has no view controller to present it from"));
 }
 
+// Walls of one to four apps: one card per app in list order, dots from two
+// cards on, a request event for every app (they travel on different HTTP
+// workers, so in any order) linking that app's session, and one show event
+// with the first app's ids.
+class SmallWallFlowTest : public AdFlowTest, public ::testing::WithParamInterface<int> {
+ protected:
+  SmallWallFlowTest() : AdFlowTest(GetParam()) {}
+};
+
+TEST_P(SmallWallFlowTest, FillsOneCardPerAppAndReportsEachAppsRequest) {
+  const int apps = GetParam();
+  ASSERT_TRUE(request(QDXADRequest::initWithADType(4), "onADShowed"));
+  ASSERT_TRUE(server_.waitForEntries("report_event", static_cast<std::size_t>(apps) + 1));
+  settle();
+  EXPECT_EQ(delegate_->calls(), (std::vector<std::string>{"onADLoaded", "onADShowed 375 x 667"}));
+  auto wall = manager().recommendWall();
+  ASSERT_TRUE(wall);
+  EXPECT_EQ(host_->presentedViewController(), wall);
+  std::vector<std::int64_t> cards;
+  std::vector<std::pair<std::string, std::string>> listed;
+  for (int k = 1; k <= apps; ++k) {
+    cards.push_back(k - 1);
+    listed.emplace_back(std::to_string(50000 + k), std::to_string(20000 + k));
+  }
+  EXPECT_EQ(wall->numberArrM(), cards);
+  EXPECT_EQ(wall->appNames().size(), static_cast<std::size_t>(apps));
+  ASSERT_TRUE(wall->pageControl());
+  EXPECT_EQ(wall->pageControl()->numberOfPages(), apps >= 2 ? apps : 0);
+  EXPECT_EQ(wall->scrollView()->subviews().size(), static_cast<std::size_t>(apps) * 5);
+
+  // A request event names no app: it links its session under (app id, ad
+  // id, type) in the store, one link per listed app.
+  const auto requests = events(kRequestEvent);
+  EXPECT_EQ(requests.size(), static_cast<std::size_t>(apps));
+  for (const Json& e : requests) EXPECT_EQ(e.value("adtype", Json()), 4);
+  for (const auto& [adid, appid] : listed) {
+    EXPECT_TRUE(QDXUserDefaults::getObjectFromLocal(appid + adid + "4").is_string()) << appid;
+  }
+  const auto shows = events(kShowEvent);
+  ASSERT_EQ(shows.size(), 1u);
+  EXPECT_EQ(shows[0].value("adid", Json()), "50001");
+  EXPECT_EQ(shows[0].value("to_appid", Json()), "20001");
+}
+
+INSTANTIATE_TEST_SUITE_P(OneToFourApps, SmallWallFlowTest, ::testing::Values(1, 2, 3, 4));
+
+// The wall is on screen, still empty and spinning, before its ad-list
+// request leaves: the request is held at the platform until the test has
+// looked.
+TEST_F(WallFlowTest, PresentsTheWallBeforeItsRequestIsSent) {
+  HttpGateEnv gate("get_recommend_list");
+  QDXAD::requestADWithADRequest(QDXADRequest::initWithADType(4));
+  ASSERT_TRUE(RunLoop::main().runUntil([&] { return gate.arrived() == 1; }, 15));
+  settle(0.1);
+  auto wall = std::dynamic_pointer_cast<QDXRecommendWallVC>(host_->presentedViewController());
+  ASSERT_TRUE(wall) << "presented before the request";
+  EXPECT_EQ(manager().recommendWall(), wall);
+  EXPECT_TRUE(wall->appNames().empty());
+  EXPECT_TRUE(wall->indicatorView() && wall->indicatorView()->isAnimating());
+  EXPECT_TRUE(server_.entriesFor("get_recommend_list").empty());
+  EXPECT_FALSE(delegate_->heard("onADLoaded"));
+  gate.open();
+  ASSERT_TRUE(RunLoop::main().runUntil([&] { return delegate_->heard("onADShowed"); }, 15));
+  settle();
+  EXPECT_EQ(wall->appNames().size(), 7u);
+  EXPECT_EQ(server_.entriesFor("get_recommend_list").size(), 1u);
+}
+
 class EmptyWallFlowTest : public AdFlowTest {
  protected:
   EmptyWallFlowTest() : AdFlowTest(0) {}
@@ -367,21 +437,29 @@ class EmptyWallFlowTest : public AdFlowTest {
 // event goes out with absent ids; no show event, no onADShowed.
 TEST_F(EmptyWallFlowTest, PresentsTheEmptyStateAndReportsOneRequestOnly) {
   ASSERT_TRUE(request(QDXADRequest::initWithADType(4), "onADLoaded"));
-  RunLoop::main().runUntil([] { return manager().recommendWall() != nullptr; }, 5);
+  // The wall of this test is the one presented from its host: the manager
+  // may still hold one that an earlier test of this process made.
+  auto wall = std::dynamic_pointer_cast<QDXRecommendWallVC>(host_->presentedViewController());
+  ASSERT_TRUE(wall);
+  EXPECT_EQ(manager().recommendWall(), wall);
+  ASSERT_TRUE(RunLoop::main().runUntil([&] { return !wall->indicatorView()->isAnimating(); }, 10))
+      << "the empty state stops the spinner";
   ASSERT_TRUE(server_.waitForEntries("report_event", 1));
   settle(0.5);
-  ASSERT_TRUE(manager().recommendWall());
-  EXPECT_TRUE(manager().recommendWall()->appNames().empty());
+  EXPECT_TRUE(wall->appNames().empty());
   EXPECT_EQ(events(kRequestEvent).size(), 1u);
   const Json adid = events(kRequestEvent)[0].value("adid", Json());
   EXPECT_TRUE(adid.is_null() || adid == "") << adid;
   EXPECT_TRUE(events(kShowEvent).empty());
   EXPECT_FALSE(delegate_->heard("onADShowed"));
-  // A banner with no apps stops silently after the request.
+  // A banner with no apps stops silently after the request: the shared
+  // banner stays where it was (nowhere, or an earlier test's container).
+  const std::shared_ptr<kit::View> bannerParent = QDXBannerView::shareBannerView()->superview();
   QDXAD::requestADWithADRequest(QDXADRequest::initWithBannerType(1, 0, 0, hostView()));
   ASSERT_TRUE(RunLoop::main().runUntil([&] { return delegate_->count("onADLoaded") == 2; }, 15));
   settle(0.5);
-  EXPECT_EQ(QDXBannerView::shareBannerView()->superview(), nullptr);
+  EXPECT_EQ(QDXBannerView::shareBannerView()->superview(), bannerParent);
+  EXPECT_NE(bannerParent, hostView());
 }
 
 // Bad answers to the ad-list request: no crash, only the host calls an

@@ -4,7 +4,11 @@
 // screen holding one view of each kind.
 #include "qdx/QDXAdLoader.h"
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <fstream>
+#include <future>
 #include <optional>
 #include <thread>
 
@@ -13,7 +17,9 @@
 #include "qdx/kit/ImageView.h"
 #include "qdx/kit/Label.h"
 #include "qdx/kit/View.h"
+#include "support/http_gate_env.h"
 #include "transport/QDXApiBase.h"
+#include "transport/QDXImageCache.h"
 #include "ui/QDXListItemAdView.h"
 #include "ui/custom_slot_fixture.h"
 #include "ui/user_count_text.h"
@@ -50,14 +56,38 @@ class AdLoaderTest : public CustomSlotTest {
     for (const auto& v : views) found.push_back(v->tag());
     return found;
   }
-  // The app ids of the show reports journaled so far (they are posted
-  // asynchronously: wait for want of them).
+  // The app ids of the show reports journaled so far, sorted: each travels
+  // as an asynchronous post on an HTTP worker of its own, so they reach
+  // the server in any order (wait for want of them).
   std::vector<std::string> shownApps(std::size_t want) {
     RunLoop::main().runUntil([&] { return events(kShowEvent).size() >= want; }, 10);
     settle();
     std::vector<std::string> ids;
     for (const Json& e : events(kShowEvent)) ids.push_back(e["to_appid"].get<std::string>());
+    std::sort(ids.begin(), ids.end());
     return ids;
+  }
+  // Runs one load on a thread of its own, as a host's worker would. The
+  // main thread turns its loop meanwhile only when serveMain is set, and
+  // then until the load is over or stopServing() holds. Returns the views,
+  // or nullopt when the block was not called.
+  std::optional<Views> loadOffTheMainThread(std::int32_t type, std::int64_t count, bool serveMain,
+                                            const std::function<bool()>& stopServing = nullptr) {
+    std::optional<Views> got;
+    auto finished = std::async(std::launch::async, [&] {
+      loader_.loadAdWithType(type, count, {320, 120}, [&](const Views& views) { got = views; });
+    });
+    auto over = [&] { return finished.wait_for(std::chrono::seconds(0)) == std::future_status::ready; };
+    if (serveMain) RunLoop::main().runUntil([&] { return over() || (stopServing && stopServing()); }, 30);
+    EXPECT_EQ(finished.wait_for(std::chrono::seconds(60)), std::future_status::ready) << "the load hangs";
+    finished.get();
+    return got;
+  }
+  // Puts bytes in the image cache as url's picture.
+  void cachePicture(const std::string& url, const std::string& bytes) {
+    const std::string path = QDXImageCache::shareInstance().filePathForURL(url);
+    env_.createDirectories(path.substr(0, path.rfind('/')));
+    std::ofstream(path, std::ios::binary) << bytes;
   }
   QDXAdLoader loader_;
   std::shared_ptr<RecordingDelegate> host_ = std::make_shared<RecordingDelegate>();
@@ -69,8 +99,8 @@ TEST_F(AdLoaderTest, HandsOutAtMostCountViewsTaggedByIndexAndReportsEachShown) {
     ASSERT_TRUE(views) << type;
     EXPECT_EQ(tags(*views), (std::vector<long>{0, 1, 2})) << type;
   }
-  EXPECT_EQ(shownApps(9), (std::vector<std::string>{"20001", "20002", "20003", "20001", "20002", "20003",
-                                                    "20001", "20002", "20003"}));
+  EXPECT_EQ(shownApps(9), (std::vector<std::string>{"20001", "20001", "20001", "20002", "20002", "20002",
+                                                    "20003", "20003", "20003"}));
   EXPECT_EQ(events(kRequestEvent).size(), 9u);
   EXPECT_FALSE(load(8, 0)) << "nothing wanted: no block call";
   EXPECT_EQ(tags(*load(8, -1)), (std::vector<long>{0, 1, 2, 3, 4})) << "a negative count is huge unsigned";
@@ -90,8 +120,8 @@ TEST_F(AdLoaderTest, SkippedEntriesLeaveGapsInTheTags) {
   EXPECT_EQ(tags(*cards), (std::vector<long>{0, 2, 4})) << "no icon for app 2, no artwork for app 4";
   auto banners = load(7, 5);
   EXPECT_EQ(tags(*banners), (std::vector<long>{0, 1, 2, 4}));
-  EXPECT_EQ(shownApps(11), (std::vector<std::string>{"20001", "20003", "20004", "20005", "20001", "20003",
-                                                     "20005", "20001", "20002", "20003", "20005"}));
+  EXPECT_EQ(shownApps(11), (std::vector<std::string>{"20001", "20001", "20001", "20002", "20003", "20003",
+                                                     "20003", "20004", "20005", "20005", "20005"}));
 }
 
 TEST_F(AdLoaderTest, FillsTheItemsOutlets) {
@@ -133,7 +163,7 @@ TEST_F(AdLoaderTest, EntriesWithEmptyTextsAreSkippedAndLaterViewsKeepTheirIndexe
   EXPECT_EQ(tags(*load(8, 4)), (std::vector<long>{0, 3})) << "no name, then no description";
   ASSERT_TRUE(server_.setFault("get_recommend_list:payload:" + payload.dump()));
   EXPECT_EQ(tags(*load(9, 4)), (std::vector<long>{0, 2, 3})) << "a card shows the user count, not the description";
-  EXPECT_EQ(shownApps(5), (std::vector<std::string>{"20001", "20004", "20001", "20003", "20004"}));
+  EXPECT_EQ(shownApps(5), (std::vector<std::string>{"20001", "20001", "20003", "20004", "20004"}));
 }
 
 TEST(UserCountTextTest, ShowsADecimalOnlyForAFraction) {
@@ -174,6 +204,56 @@ TEST_F(AdLoaderTest, OffTheMainThreadTheViewsAreBuiltOnTheMainQueueWhileTheCalle
   EXPECT_EQ(tags(*got), (std::vector<long>{0, 1}));
   EXPECT_EQ(blockThread, hostThread);
   EXPECT_EQ(shownApps(2), (std::vector<std::string>{"20001", "20002"}));
+}
+
+// Off the main thread, a main loop that never turns costs a load the
+// request time-out, not the caller's thread: the load logs why and gives
+// nothing, before any request leaves. The work it had queued stays undone
+// once the loop turns again.
+TEST_F(AdLoaderTest, OffTheMainThreadAMainLoopThatDoesNotTurnCostsTheRequestTimeOut) {
+  env_.setTimeouts(1, 5);
+  EXPECT_FALSE(loadOffTheMainThread(9, 2, /*serveMain=*/false));
+  EXPECT_TRUE(env_.logContains("the main queue did not make the request's view within 1 s; no views"));
+  settle();
+  EXPECT_TRUE(server_.entriesFor("get_recommend_list").empty());
+  EXPECT_TRUE(server_.entriesFor("report_event").empty());
+}
+
+// The same when the main loop stops between the request and the build.
+TEST_F(AdLoaderTest, OffTheMainThreadAMainLoopThatStopsBeforeTheBuildCostsTheRequestTimeOut) {
+  env_.setTimeouts(3, 5);
+  HttpGateEnv gate("get_recommend_list");
+  // The loop turns until the request is about to leave, then stops.
+  EXPECT_FALSE(loadOffTheMainThread(9, 2, /*serveMain=*/true, [&] {
+    if (gate.arrived() == 0) return false;
+    gate.open();
+    return true;
+  }));
+  EXPECT_TRUE(env_.logContains("the main queue did not build the views within 3 s; no views"));
+  EXPECT_EQ(server_.entriesFor("get_recommend_list").size(), 1u);
+  settle();
+  EXPECT_TRUE(events(kShowEvent).empty()) << "no view was built, none was shown";
+}
+
+// Pictures are downloaded once, on the caller's thread: one that failed
+// is not asked for again when the views are built on the main thread.
+TEST_F(AdLoaderTest, OffTheMainThreadAPictureThatFailedIsAskedForOnce) {
+  ASSERT_TRUE(server_.setFault("assets/icon/2.png:http:404"));
+  auto got = loadOffTheMainThread(9, 3, /*serveMain=*/true);
+  ASSERT_TRUE(got);
+  EXPECT_EQ(tags(*got), (std::vector<long>{0, 2}));
+  EXPECT_EQ(server_.entriesFor("assets/icon/2.png").size(), 1u);
+}
+
+// Empty picture bytes are still a picture, for every kind alike.
+TEST_F(AdLoaderTest, EmptyPictureBytesAreStillAPicture) {
+  const std::string assets = std::string(kQDXApiBase) + "/qdx/assets";
+  cachePicture(assets + "/icon/2.png", "");
+  cachePicture(assets + "/banner/3.png", "");
+  EXPECT_EQ(tags(*load(8, 3)), (std::vector<long>{0, 1, 2}));
+  EXPECT_EQ(tags(*load(9, 3)), (std::vector<long>{0, 1, 2}));
+  EXPECT_EQ(tags(*load(7, 3)), (std::vector<long>{0, 1, 2}));
+  EXPECT_TRUE(server_.entriesFor("assets/icon/2.png").empty()) << "taken from the cache";
 }
 
 TEST_F(AdLoaderTest, BadAnswersCallNoBlockAndLoseNothing) {

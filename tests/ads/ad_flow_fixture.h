@@ -23,6 +23,7 @@
 #include "support/ad_journal.h"
 #include "support/reference_server.h"
 #include "support/test_env.h"
+#include "transport/QDXImageCache.h"
 
 namespace qdx::testing {
 
@@ -90,6 +91,9 @@ class AdFlowTest : public ::testing::Test {
     env_.setBundleInfo("CFBundleShortVersionString", "2.0");
     QDXUserDefaults::saveToLocal("2.0", "QDX_APP_VERSION");
     QDXLog::setDebug(true);
+    // The shared image cache forgets what earlier tests of this process
+    // put in it, and caches under this test's home.
+    QDXImageCache::shareInstance().reset();
     window_->setRootViewController(host_);
     window_->makeKeyAndVisible();
     appDelegate_->window = window_;

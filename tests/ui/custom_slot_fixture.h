@@ -16,6 +16,7 @@
 #include "support/ad_journal.h"
 #include "support/reference_server.h"
 #include "support/test_env.h"
+#include "transport/QDXImageCache.h"
 
 namespace qdx::testing {
 
@@ -45,6 +46,9 @@ class CustomSlotTest : public ::testing::Test {
     server_.configure(env_);
     storeHostIdentity();
     QDXLog::setDebug(true);
+    // The shared image cache forgets what earlier tests of this process
+    // put in it, and caches under this test's home.
+    QDXImageCache::shareInstance().reset();
   }
 
   // The newest event of every journaled event report of kind subType.

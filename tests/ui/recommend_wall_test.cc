@@ -70,7 +70,12 @@ void expectFrame(const std::shared_ptr<kit::View>& view, Rect want) {
 // the API host pointed at a closed loopback port, so a miss stays a miss.
 class RecommendWall : public ::testing::Test {
  protected:
-  void SetUp() override { useScreen(320, 568); }
+  void SetUp() override {
+    useScreen(320, 568);
+    // The shared image cache forgets what earlier tests of this process
+    // put in it, and caches under this test's home.
+    QDXImageCache::shareInstance().reset();
+  }
   // A swipe's prefetch runs on the wall's queue and reads through the test
   // platform: it must be done before the platform goes.
   void TearDown() override {
@@ -144,6 +149,32 @@ class RecommendWall : public ::testing::Test {
   // Waits for the pre-fetch of a card to hand its icon over.
   bool waitForIcon(std::size_t card) {
     return RunLoop::main().runUntil([&] { return wall_->iconViews()[card]->image() != nullptr; }, 10);
+  }
+
+  // Builds a one-card wall tinted with expand and checks its tint overlay
+  // (none when overlay is nullopt): a tinted back image is drawn whole, an
+  // untinted one at 70%.
+  void expectTint(const std::optional<std::string>& expand, const std::optional<Color>& overlay,
+                  const std::string& label) {
+    wall_ = QDXRecommendWallVC::initWithAdRequest(nullptr);
+    wall_->appNames() = {"App"};
+    wall_->icons() = {iconURL(0)};
+    wall_->backImages() = {backURL(0)};
+    wall_->descriptions() = {"D"};
+    wall_->expands() = {expand};
+    wall_->numberArrM() = {0};
+    wall_->loadWithData();
+    drainMainQueue();
+    auto cards = wall_->scrollView()->subviews();
+    ASSERT_EQ(cards.size(), 5u);
+    ASSERT_EQ(cards[1]->backgroundColor().has_value(), overlay.has_value()) << label;
+    EXPECT_DOUBLE_EQ(cards[0]->alpha(), overlay ? 1.0 : 0.7) << label;
+    if (!overlay) return;
+    const Color got = *cards[1]->backgroundColor();
+    EXPECT_NEAR(got.red, overlay->red, 1e-9) << label;
+    EXPECT_NEAR(got.green, overlay->green, 1e-9) << label;
+    EXPECT_NEAR(got.blue, overlay->blue, 1e-9) << label;
+    EXPECT_NEAR(got.alpha, 0.7, 1e-9) << label;
   }
 
   // The root's children of type T, bottom first.
@@ -256,42 +287,41 @@ TEST_F(RecommendWall, ReadsTheTintFromSixHexDigitsAndDimsTheBackImageOtherwise) 
   struct Case {
     std::optional<std::string> expand;
     std::optional<Color> overlay;
-    double backAlpha;
   };
   const Case cases[] = {
-      {"FF8000", Color::rgba(1.0, 128 / 255.0, 0, 0.7), 1.0},
-      {"00ff7f", Color::rgba(0, 1.0, 127 / 255.0, 0.7), 1.0},
-      {"#FF8000", std::nullopt, 0.7},  // seven characters
-      {"FF80", std::nullopt, 0.7},
-      {"", std::nullopt, 0.7},
-      {std::nullopt, std::nullopt, 0.7},     // the list entry had none
-      {"GG8000", Color::rgba(0, 128 / 255.0, 0, 0.7), 1.0},  // no hex digits read as 0
-      {"红红红红红红", Color::rgba(0, 0, 0, 0.7), 1.0},
-      {"\xF0\x9F\x98\x80" "8000", Color::rgba(0, 128 / 255.0, 0, 0.7), 1.0},  // an emoji is 2 of 6
-      {"FF\xE4" "800", Color::rgba(1.0, 0, 0, 0.7), 1.0},  // a stray byte is one character
+      {"FF8000", Color::rgba(1.0, 128 / 255.0, 0, 0.7)},
+      {"00ff7f", Color::rgba(0, 1.0, 127 / 255.0, 0.7)},
+      {"#FF8000", std::nullopt},  // seven characters
+      {"FF80", std::nullopt},
+      {"", std::nullopt},
+      {std::nullopt, std::nullopt},     // the list entry had none
+      {"GG8000", Color::rgba(0, 128 / 255.0, 0, 0.7)},  // no hex digits read as 0
+      {"红红红红红红", Color::rgba(0, 0, 0, 0.7)},
+      {"\xF0\x9F\x98\x80" "8000", Color::rgba(0, 128 / 255.0, 0, 0.7)},  // an emoji is 2 of 6
+      {"FF\xE4" "800", Color::rgba(1.0, 0, 0, 0.7)},  // a stray byte is one character
   };
-  for (const Case& c : cases) {
-    wall_ = QDXRecommendWallVC::initWithAdRequest(nullptr);
-    wall_->appNames() = {"App"};
-    wall_->icons() = {iconURL(0)};
-    wall_->backImages() = {backURL(0)};
-    wall_->descriptions() = {"D"};
-    wall_->expands() = {c.expand};
-    wall_->numberArrM() = {0};
-    wall_->loadWithData();
-    drainMainQueue();
-    auto cards = wall_->scrollView()->subviews();
-    ASSERT_EQ(cards.size(), 5u);
-    const std::string label = c.expand.value_or("(absent)");
-    EXPECT_EQ(cards[1]->backgroundColor().has_value(), c.overlay.has_value()) << label;
-    if (c.overlay) {
-      const Color got = *cards[1]->backgroundColor();
-      EXPECT_NEAR(got.red, c.overlay->red, 1e-9) << label;
-      EXPECT_NEAR(got.green, c.overlay->green, 1e-9) << label;
-      EXPECT_NEAR(got.blue, c.overlay->blue, 1e-9) << label;
-      EXPECT_NEAR(got.alpha, 0.7, 1e-9) << label;
-    }
-    EXPECT_DOUBLE_EQ(cards[0]->alpha(), c.backAlpha) << label;
+  for (const Case& c : cases) expectTint(c.expand, c.overlay, c.expand.value_or("(absent)"));
+}
+
+// Malformed UTF-8 in a tint: every byte that starts no valid sequence is
+// one character of its own, a truncated sequence included, and a
+// character beyond the basic plane is two; only six characters make a
+// tint, and a character that is no hex digit ends its pair's digits.
+TEST_F(RecommendWall, CountsTheCharactersOfAMalformedTintOneByteAtATime) {
+  const Color orangeGreen = Color::rgba(0, 128 / 255.0, 0, 0.7);
+  const std::pair<const char*, std::optional<Color>> cases[] = {
+      {"FF8000\x80", std::nullopt},                                 // a stray continuation: seven
+      {"\x80\x80" "8000", orangeGreen},                              // two stray continuations
+      {"FF80\xE2\x82", Color::rgba(1.0, 128 / 255.0, 0, 0.7)},       // a cut three-byte sequence: two
+      {"FF80\xF0\x9F\x98", std::nullopt},                           // a cut four-byte one: three
+      {"\xFF\xFE" "8000", orangeGreen},                              // bytes that lead nothing
+      {"\xC3" "F8000", orangeGreen},                                 // a lead byte without its follower
+      {"F\xF0\x9F\x98\x80" "000", Color::rgba(15 / 255.0, 0, 0, 0.7)},  // "F", then an emoji's two
+  };
+  for (const auto& [expand, overlay] : cases) {
+    std::string label;
+    for (unsigned char byte : std::string(expand)) label += std::to_string(byte) + " ";
+    expectTint(std::string(expand), overlay, label);
   }
 }
 
@@ -370,6 +400,38 @@ TEST_F(RecommendWall, SwipingReportsEachNewPageOnceAndPreFetchesOneCardAhead) {
   EXPECT_EQ(kit::swipe(strip, -320), 0);  // bounces at the start: no new page
   EXPECT_EQ(delegate_->shows, (std::vector<std::int64_t>{1, 2, 1, 2, 1, 0}));
   EXPECT_EQ(wall_->pageControl()->currentPage(), 0);
+}
+
+// A pre-fetch reads its card's addresses when it runs, not when it is
+// queued: a download tap while it waits rebuilds the wall with other cards,
+// and each card keeps its own app's images.
+TEST_F(RecommendWall, APreFetchThatWaitsBehindADownloadFetchesTheRebuiltCardsImages) {
+  const Color icons[] = {Color::rgba(1, 0, 0, 1), Color::rgba(0, 1, 0, 1), Color::rgba(0, 0, 1, 1),
+                         Color::rgba(1, 1, 0, 1)};
+  const Color backs[] = {Color::rgba(0, 1, 1, 1), Color::rgba(1, 0, 1, 1), Color::rgba(0.5, 0.5, 0.5, 1),
+                         Color::rgba(0, 0, 0, 1)};
+  seedCards(0);
+  for (std::size_t k = 0; k < 4; ++k) {
+    seed(iconURL(k), solidPng(icons[k]));
+    seed(backURL(k), solidPng(backs[k]));
+  }
+  showWall(4);
+  // The wall's queue is held, so the pre-fetch of card 1 waits.
+  std::promise<void> release;
+  std::shared_future<void> released = release.get_future().share();
+  wall_->queue()->post([released] { released.wait(); });
+  wall_->scrollViewWillBeginDecelerating(*wall_->scrollView());
+
+  ASSERT_TRUE(kit::tapView(downloadButton()));  // card 0 goes; App 2 is card 1 now
+  drainMainQueue();
+  ASSERT_EQ(wall_->icons()[1], iconURL(2));
+  release.set_value();
+  waitForQueues();
+  ASSERT_NE(wall_->iconViews()[1]->image(), nullptr);
+  ASSERT_NE(wall_->backImageViews()[1]->image(), nullptr);
+  expectColor(*wall_->iconViews()[1]->image(), 0, 0, icons[2]);
+  expectColor(*wall_->backImageViews()[1]->image(), 0, 0, backs[2]);
+  expectColor(*wall_->iconViews()[0]->image(), 0, 0, icons[1]);
 }
 
 TEST_F(RecommendWall, ACardWithHalfItsImagesStaysBlankAtBuildAndOnPreFetch) {
