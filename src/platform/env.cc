@@ -28,4 +28,8 @@ void Env::Install(Env* env) { installedEnv.store(env, std::memory_order_release)
 
 bool Env::setApplicationState(int) { return false; }
 
+double Env::requestTimeoutSeconds() { return 10; }
+
+double Env::downloadTimeoutSeconds() { return 60; }
+
 }  // namespace qdx

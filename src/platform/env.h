@@ -59,6 +59,16 @@ class Env {
   // files and their images; empty when the host has none.
   virtual std::string bundleResourceDirectory() = 0;
 
+  // --- Network time-outs ---------------------------------------------------
+  // How long one API post (signed envelope, answer awaited) may take before
+  // it counts as failed: 10 seconds. Waits of the SDK that stand for a
+  // request (a flow waiting on the main queue) use it too.
+  virtual double requestTimeoutSeconds();
+  // How long one image download may take: 60 seconds, the platform URL
+  // loading's own default. A test platform shortens both, so that a stalled
+  // server costs it seconds, not minutes.
+  virtual double downloadTimeoutSeconds();
+
   // --- Clock ---------------------------------------------------------------
   // Seconds since 1970-01-01 UTC, with the fraction.
   virtual double now() = 0;

@@ -29,6 +29,9 @@ class EnvWrapper : public Env {
   std::string locale() override { return target_->locale(); }
   std::string bundleResourceDirectory() override { return target_->bundleResourceDirectory(); }
 
+  double requestTimeoutSeconds() override { return target_->requestTimeoutSeconds(); }
+  double downloadTimeoutSeconds() override { return target_->downloadTimeoutSeconds(); }
+
   double now() override { return target_->now(); }
 
   std::string homeDirectory() override { return target_->homeDirectory(); }

@@ -15,10 +15,6 @@
 namespace qdx {
 namespace {
 
-constexpr double kRequestTimeoutSeconds = 10;
-// Downloads keep the platform URL loading's own default time-out.
-constexpr double kDownloadTimeoutSeconds = 60;
-
 bool hasDataConnection() { return QDXDevInfo::getNetworkTypeFromStatusBar() != 0; }
 
 HttpRequest signedPost(const std::string& url, std::string body) {
@@ -28,7 +24,7 @@ HttpRequest signedPost(const std::string& url, std::string body) {
   request.headers = {{"content-Type", "application/json"},
                      {"Accept", "application/json;charset=utf-8"}};
   request.body = std::move(body);
-  request.timeoutSeconds = kRequestTimeoutSeconds;
+  request.timeoutSeconds = Env::Default()->requestTimeoutSeconds();
   return request;
 }
 
@@ -174,7 +170,7 @@ std::optional<std::string> QDXHttpClient::downloadImageFromString(const std::str
     HttpRequest request;
     request.method = "GET";
     request.url = url;
-    request.timeoutSeconds = kDownloadTimeoutSeconds;
+    request.timeoutSeconds = Env::Default()->downloadTimeoutSeconds();
     HttpResponse response = Env::Default()->performHttp(request);
     if (!response.arrived) return std::nullopt;
     // A server's error page is not the image: the image cache would store

@@ -94,6 +94,22 @@ TestEnv::~TestEnv() {
   }
 }
 
+void TestEnv::setTimeouts(double requestSeconds, double downloadSeconds) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  requestTimeout_ = requestSeconds;
+  downloadTimeout_ = downloadSeconds;
+}
+
+double TestEnv::requestTimeoutSeconds() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return requestTimeout_ ? *requestTimeout_ : EnvWrapper::requestTimeoutSeconds();
+}
+
+double TestEnv::downloadTimeoutSeconds() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return downloadTimeout_ ? *downloadTimeout_ : EnvWrapper::downloadTimeoutSeconds();
+}
+
 void TestEnv::setNow(double secondsSince1970) {
   std::lock_guard<std::mutex> lock(mutex_);
   fixedNow_ = secondsSince1970;

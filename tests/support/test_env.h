@@ -40,6 +40,12 @@ class TestEnv : public EnvWrapper {
   void advance(double seconds);
   double now() override;
 
+  // Shortens (or lengthens) the request and download time-outs, e.g. to 1 s
+  // so that a stalled server costs a test seconds.
+  void setTimeouts(double requestSeconds, double downloadSeconds);
+  double requestTimeoutSeconds() override;
+  double downloadTimeoutSeconds() override;
+
   // Every line logged so far, in order.
   std::vector<std::string> logLines() const;
   void clearLog();
@@ -93,6 +99,8 @@ class TestEnv : public EnvWrapper {
   TestEnv* outer_ = nullptr;
   mutable std::mutex mutex_;
   std::optional<double> fixedNow_;
+  std::optional<double> requestTimeout_;
+  std::optional<double> downloadTimeout_;
   std::vector<std::string> logLines_;
   std::vector<std::string> openedURLs_;
 };
