@@ -387,7 +387,9 @@ TEST_P(FaultMatrixTest, EndsInTimeTellsTheHostOnlyWhatItMayAndLosesNoEvent) {
     ChildStatus prepared = ChildProcess::run([&] { return prepareLaterStart(); }, 120);
     ASSERT_TRUE(prepared.succeeded()) << "preparing: " << prepared.describe();
   }
-  if (cell.untrusted()) ASSERT_TRUE(untrusted().running());
+  if (cell.untrusted()) {
+    ASSERT_TRUE(untrusted().running());
+  }
   ChildStatus ran = ChildProcess::run([&] { return runFlow(cell); }, 120);
   ASSERT_TRUE(ran.succeeded()) << "the flow's process: " << ran.describe();
   const Json flowJson = readJsonFile(root_ + "/flow.json");
