@@ -26,6 +26,7 @@
 #include <chrono>
 #include <cstdio>
 #include <optional>
+#include <ostream>
 #include <set>
 #include <string>
 #include <vector>
@@ -132,6 +133,9 @@ struct Cell {
     return std::string(flow->name) + "_" + where + "_" + fault->name;
   }
 };
+
+// gtest prints a cell by its name, not its bytes.
+void PrintTo(const Cell& cell, std::ostream* out) { *out << cell.name(); }
 
 // The cells: the table's product, only where the flow uses the endpoint
 // and the fault applies to it.
