@@ -5,8 +5,11 @@
 // deciphers to. The network is a stub (no socket): the ad list answers
 // with the payload enciphered, every other post is acknowledged, every
 // image is missing.
+#include <atomic>
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <thread>
 
 #include "ads/QDXADManager.h"
 #include "fuzz_env.h"
@@ -48,6 +51,18 @@ void makeHostScreen() {
   window->setRootViewController(std::make_shared<qdx::kit::ViewController>());
 }
 
+// Runs a show flow as the facade does, on a thread of its own, while this
+// (the main) thread serves the main queue the flow waits on.
+void runFlow(const std::function<void()>& flow) {
+  std::atomic<bool> done{false};
+  std::thread worker([&] {
+    flow();
+    done = true;
+  });
+  qdx::RunLoop::main().runUntil([&] { return done.load(); }, 60);
+  worker.join();
+}
+
 // Runs queued main-queue blocks until no post is in flight.
 void drainMainQueue() {
   qdx::RunLoop::main().runUntil([] { return qdx::QDXHttpClient::asyncPostsInFlight() == 0; }, 5);
@@ -78,15 +93,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   auto& manager = qdx::QDXADManager::defaultADManager();
   if (kind == 1) {
-    manager.showBannerWithADRequest(qdx::QDXADRequest::initWithADType(1));
+    auto request = qdx::QDXADRequest::initWithADType(1);
+    runFlow([&] { manager.showBannerWithADRequest(request); });
     drainMainQueue();
     manager.tapAD(0);
   } else if (kind == 4) {
-    manager.showRecommendWallWithADRequest(qdx::QDXADRequest::initWithADType(4));
-    for (std::int64_t page = 0; page < 7; ++page) {
-      manager.reportRequestEventWithPage(page);
-      manager.reportShowEventWithPage(page);
-    }
+    auto request = qdx::QDXADRequest::initWithADType(4);
+    runFlow([&] { manager.showRecommendWallWithADRequest(request); });
+    // A few pages, in and past the list: events of one session are filed
+    // once per event already in its group (deliberately), so a group
+    // doubles with each report and many would only measure that.
+    for (std::int64_t page : {1, 2, 9}) manager.reportShowEventWithPage(page);
     manager.tapAD(3);
   } else {
     qdx::QDXAdLoader loader;
