@@ -30,13 +30,6 @@ using qdx::HttpRequest;
 using qdx::HttpResponse;
 using qdx::Json;
 
-void storeIdentity() {
-  qdx::QDXUserDefaults::saveToLocal(10001, qdx::keys::kAppId);
-  qdx::QDXUserDefaults::saveToLocal("QDXDemoAppKey2016", qdx::keys::kAppKey);
-  qdx::QDXUserDefaults::saveToLocal("AppStore", qdx::keys::kChannel);
-  qdx::QDXUserDefaults::saveToLocal("1.0", qdx::keys::kAppVersion);
-}
-
 // A host screen for the flows to present on: one window, with a new root
 // view controller each time so that walls presented earlier are let go.
 void makeHostScreen() {
@@ -63,19 +56,12 @@ void runFlow(const std::function<void()>& flow) {
   worker.join();
 }
 
-// Runs queued main-queue blocks until no post is in flight.
-void drainMainQueue() {
-  qdx::RunLoop::main().runUntil([] { return qdx::QDXHttpClient::asyncPostsInFlight() == 0; }, 5);
-  qdx::RunLoop::main().runFor(0);
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   auto& env = qdx::fuzzing::FuzzEnv::shared();
-  env.memoryStore().clear();
-  storeIdentity();
+  env.startAfresh();
   makeHostScreen();
   const int kinds[] = {1, 4, 7, 8, 9};
   const int kind = kinds[data[0] % 5];
@@ -95,7 +81,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (kind == 1) {
     auto request = qdx::QDXADRequest::initWithADType(1);
     runFlow([&] { manager.showBannerWithADRequest(request); });
-    drainMainQueue();
+    qdx::fuzzing::FuzzEnv::drainMainQueue();
     manager.tapAD(0);
   } else if (kind == 4) {
     auto request = qdx::QDXADRequest::initWithADType(4);
@@ -110,7 +96,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     loader.loadAdWithType(kind, 4, qdx::kit::Size(320, 50),
                           [](const std::vector<std::shared_ptr<qdx::kit::View>>&) {});
   }
-  drainMainQueue();
+  qdx::fuzzing::FuzzEnv::drainMainQueue();
   env.setExchange(nullptr);
   return 0;
 }

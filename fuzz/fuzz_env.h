@@ -16,6 +16,10 @@
 
 #include "platform/env_wrapper.h"
 #include "platform/posix_env.h"
+#include "qdx/RunLoop.h"
+#include "sdk/QDXUserDefaults.h"
+#include "sdk/store_keys.h"
+#include "transport/QDXHttpClient.h"
 
 namespace qdx::fuzzing {
 
@@ -101,6 +105,22 @@ class FuzzEnv : public EnvWrapper {
   }
 
   MemoryStore& memoryStore() { return store_; }
+
+  // Empties the local store and stores the host identity every envelope
+  // needs (the reference server's test app).
+  void startAfresh() {
+    store_.clear();
+    QDXUserDefaults::saveToLocal(10001, keys::kAppId);
+    QDXUserDefaults::saveToLocal("QDXDemoAppKey2016", keys::kAppKey);
+    QDXUserDefaults::saveToLocal("AppStore", keys::kChannel);
+    QDXUserDefaults::saveToLocal("1.0", keys::kAppVersion);
+  }
+
+  // Runs queued main-queue blocks until no asynchronous post is in flight.
+  static void drainMainQueue() {
+    RunLoop::main().runUntil([] { return QDXHttpClient::asyncPostsInFlight() == 0; }, 5);
+    RunLoop::main().runFor(0);
+  }
 
   double now() override { return 1700000000.25; }
   unsigned dataNetworkCode() override { return 5; }

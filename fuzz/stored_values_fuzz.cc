@@ -23,20 +23,12 @@ using qdx::HttpRequest;
 using qdx::HttpResponse;
 using qdx::Json;
 
-void drainMainQueue() {
-  qdx::RunLoop::main().runUntil([] { return qdx::QDXHttpClient::asyncPostsInFlight() == 0; }, 5);
-  qdx::RunLoop::main().runFor(0);
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   auto& env = qdx::fuzzing::FuzzEnv::shared();
-  env.memoryStore().clear();
-  qdx::QDXUserDefaults::saveToLocal(10001, qdx::keys::kAppId);
-  qdx::QDXUserDefaults::saveToLocal("QDXDemoAppKey2016", qdx::keys::kAppKey);
-  qdx::QDXUserDefaults::saveToLocal("AppStore", qdx::keys::kChannel);
+  env.startAfresh();
   qdx::QDXUserDefaults::saveToLocal(1699999000, qdx::keys::kUseTimeStart);
 
   const std::uint8_t selector = data[0];
@@ -56,12 +48,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     case 0: {  // the pending-event list
       qdx::QDXUserDefaults::saveToLocal(stored, qdx::keys::kReportEventList);
       reporter.reportEvent();
-      drainMainQueue();
+      qdx::fuzzing::FuzzEnv::drainMainQueue();
       qdx::QDXUserDefaults::saveToLocal(stored, qdx::keys::kReportEventList);
       reporter.reportRequestEventWithUbit("banner上部展示", "ad", "app", 1);
       reporter.reportShowEventWithUbit("banner上部展示", "ad", "app", 1);
       reporter.reportClickEventWithUbit("banner上部展示", "ad", "app", 1);
-      drainMainQueue();
+      qdx::fuzzing::FuzzEnv::drainMainQueue();
       qdx::QDXEvent().haveThisString(text);
       break;
     }
@@ -73,7 +65,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     default:  // the global configuration
       qdx::QDXUserDefaults::saveToLocal(stored, qdx::keys::kGlobalConfig);
       qdx::fetchGlobalConfig();
-      drainMainQueue();
+      qdx::fuzzing::FuzzEnv::drainMainQueue();
       qdx::QDXUserDefaults::getObjectFromLocal(qdx::keys::kGlobalConfig);
       break;
   }
