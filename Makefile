@@ -1,5 +1,5 @@
 # Two commands for a fresh machine: `make demo` and `make test`.
-.PHONY: setup configure build test demo asan tsan bench clean
+.PHONY: setup configure build test demo asan tsan bench bench-check clean
 
 setup:
 	@bash scripts/setup.sh
@@ -25,6 +25,12 @@ tsan: setup
 bench:
 	@QDX_SETUP_BENCH=1 bash scripts/setup.sh
 	@cmake --preset release >/dev/null && cmake --build --preset release
+
+# The ratio goals of bench/ratios.txt, measured on this machine; not part of CI
+# (its machine is shared and noisy).
+bench-check:
+	@QDX_SETUP_BENCH=1 bash scripts/setup.sh
+	@bash scripts/bench_check.sh
 
 clean:
 	@rm -rf build

@@ -41,6 +41,12 @@ int main(int argc, char** argv) {
   auto screen = std::make_shared<qdx::kit::ViewController>();
   window->setRootViewController(screen);
   window->makeKeyAndVisible();
+  // The application delegate's window is where the SDK finds the screen to
+  // present the recommend wall and its alerts from: without it they never
+  // appear (a debug line says so).
+  auto app = std::make_shared<qdx::kit::ApplicationDelegate>();
+  app->window = window;
+  qdx::kit::Application::sharedApplication().setDelegate(app);
 
   auto delegate = std::make_shared<HostDelegate>();
   qdx::QDXAD::setADDelegate(delegate);  // held weakly: keep it alive

@@ -4,9 +4,9 @@
 #include <utility>
 
 #include "ads/ad_list.h"
+#include "ads/ad_tap_flow.h"
+#include "ads/usage_report_gate.h"
 #include "common/json_access.h"
-#include "identity/QDXAppInfo.h"
-#include "identity/QDXDevInfo.h"
 #include "platform/env.h"
 #include "qdx/RunLoop.h"
 #include "qdx/QDXADType.h"
@@ -17,8 +17,6 @@
 #include "sdk/QDXBannerGeometry.h"
 #include "sdk/QDXLog.h"
 #include "sdk/QDXSlotLabel.h"
-#include "sdk/QDXUserDefaults.h"
-#include "sdk/store_keys.h"
 #include "transport/QDXImageCache.h"
 #include "ui/QDXBannerView.h"
 #include "ui/QDXRecommendWallVC.h"
@@ -32,11 +30,16 @@ constexpr std::size_t kWallRequestEventLimit = 5;
 constexpr long kBannerCloseTag = 1;
 constexpr long kWallCloseTag = 4;
 
-QDXHttpRequestProxy& reporter() { return QDXHttpRequestProxy::shareInstance(); }
+// Our own lines for a host that set no application delegate with a window:
+// the wall, and the no-network alert that the wall presents, then have no
+// presenter.
+constexpr const char kNoWallPresenter[] =
+    "qdx: the recommend wall has no view controller to present it from: set an application "
+    "delegate whose window has a root view controller (kit::Application::setDelegate)";
+constexpr const char kNoAlertPresenter[] =
+    "qdx: the alert \"请先连接网络\" has no recommend wall to present it from; it is not shown";
 
-bool bothPresent(const std::optional<std::string>& adid, const std::optional<std::string>& app_id) {
-  return adid.has_value() && app_id.has_value();
-}
+QDXHttpRequestProxy& reporter() { return QDXHttpRequestProxy::shareInstance(); }
 
 }  // namespace
 
@@ -50,42 +53,55 @@ std::shared_ptr<QDXADManager> QDXADManager::sharedManager() {
 }
 
 void QDXADManager::setAdListener(std::weak_ptr<QDXADDelegate> delegate) {
-  std::lock_guard<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   delegate_ = std::move(delegate);
 }
 
 std::shared_ptr<QDXADDelegate> QDXADManager::delegate() const {
-  std::lock_guard<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   return delegate_.lock();
 }
 
 // --- The request step ---------------------------------------------------------
 
 void QDXADManager::reportUTypeIfNeeded(std::int32_t adType) {
-  const std::string version = QDXAppInfo::bundleShortVersion();
-  bool skip = false;
-  if (adType == QDXADTypeBanner || adType == QDXADTypeRecommendWall) {
-    const char* flagKey =
-        adType == QDXADTypeBanner ? keys::kUtypeSuccessBanner : keys::kUtypeSuccessRecommend;
-    const std::int64_t flag =
-        json::asInteger(QDXUserDefaults::getObjectFromLocal(flagKey)).value_or(0);
-    const std::optional<std::string> storedVersion =
-        json::asString(QDXUserDefaults::getObjectFromLocal(keys::kAppVersion));
-    std::lock_guard<std::mutex> lock(mutex_);
-    skip = flag != 0 && storedVersion == version && adType_ == adType;
+  bool sameKind = false;
+  {
+    MutexLock lock(mutex_);
+    sameKind = adType_ == adType;
   }
-  if (skip) return;
-  QDXStatisticManager::reportUType_active(adType);
-  std::lock_guard<std::mutex> lock(mutex_);
-  adType_ = adType;
+  if (reportUsageUnlessSkipped(adType, UsageReportKinds::kBannerAndWall, sameKind)) {
+    MutexLock lock(mutex_);
+    adType_ = adType;
+  }
 }
 
-void QDXADManager::takeIdsOfApp(std::size_t index) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  if (appCount(appDict_) <= index) return;
-  const Json& app = appAt(appDict_, index);
-  adid_ = adText(app, adkeys::kAdId);
-  app_id_ = appText(app, adkeys::kAppId);
+QDXADManager::HeldAd QDXADManager::heldAd() const {
+  MutexLock lock(mutex_);
+  return HeldAd{adRequest_, ids_};
+}
+
+QDXADManager::HeldAd QDXADManager::takeIdsOfApp(std::size_t index) {
+  MutexLock lock(mutex_);
+  if (index < appCount(appDict_)) ids_ = idsOfApp(appAt(appDict_, index));
+  return HeldAd{adRequest_, ids_};
+}
+
+void QDXADManager::reportHeld(EventKind kind, const std::shared_ptr<QDXADRequest>& request,
+                              const AdIds& ids) const {
+  const std::optional<std::string> label = setUbit(std::nullopt, request);
+  const std::int32_t type = request ? request->adType() : 0;
+  switch (kind) {
+    case EventKind::kRequest:
+      reporter().reportRequestEventWithUbit(label, ids.adid, ids.app_id, type);
+      break;
+    case EventKind::kShow:
+      reporter().reportShowEventWithUbit(label, ids.adid, ids.app_id, type);
+      break;
+    case EventKind::kClick:
+      reporter().reportClickEventWithUbit(label, ids.adid, ids.app_id, type);
+      break;
+  }
 }
 
 Json QDXADManager::requestADWithADRequest(const std::shared_ptr<QDXADRequest>& request) {
@@ -93,30 +109,25 @@ Json QDXADManager::requestADWithADRequest(const std::shared_ptr<QDXADRequest>& r
   const std::int32_t type = request->adType();
   reportUTypeIfNeeded(type);
   {
-    std::lock_guard<std::mutex> lock(mutex_);
+    MutexLock lock(mutex_);
     adRequest_ = request;
     appDict_ = Json::object();
   }
-  const Json answer = requestAdList(type, delegate(), /*logRefusal=*/true);
+  const Json answer = requestAdList(type, [this] { return delegate(); }, /*logRefusal=*/true);
   {
-    std::lock_guard<std::mutex> lock(mutex_);
+    MutexLock lock(mutex_);
     appDict_ = answer;
   }
-  takeIdsOfApp(0);
+  const HeldAd held = takeIdsOfApp(0);
 
-  const std::optional<std::string> label = setUbit(std::nullopt, request);
   if (type != QDXADTypeRecommendWall) {
-    reporter().reportRequestEventWithUbit(label, adid(), app_id(), type);
+    reportHeld(EventKind::kRequest, request, held.ids);
   } else if (appCount(answer) == 0) {
-    reporter().reportRequestEventWithUbit(label, std::nullopt, std::nullopt, type);
+    reportHeld(EventKind::kRequest, request, AdIds{});
   } else {
     // One per app shown first; these do not change the ids held.
     const std::size_t n = std::min(appCount(answer), kWallRequestEventLimit);
-    for (std::size_t i = 0; i < n; ++i) {
-      const Json& app = appAt(answer, i);
-      reporter().reportRequestEventWithUbit(label, adText(app, adkeys::kAdId),
-                                            appText(app, adkeys::kAppId), type);
-    }
+    for (std::size_t i = 0; i < n; ++i) reportHeld(EventKind::kRequest, request, idsOfApp(appAt(answer, i)));
   }
   return answer;
 }
@@ -130,17 +141,13 @@ std::optional<std::string> QDXADManager::setUbit(const std::optional<std::string
 }
 
 void QDXADManager::reportRequestEventWithPage(std::int64_t page) {
-  takeIdsOfApp(static_cast<std::size_t>(page));
-  const std::shared_ptr<QDXADRequest> request = adRequest();
-  reporter().reportRequestEventWithUbit(setUbit(std::nullopt, request), adid(), app_id(),
-                                        request ? request->adType() : 0);
+  const HeldAd held = takeIdsOfApp(static_cast<std::size_t>(page));
+  reportHeld(EventKind::kRequest, held.request, held.ids);
 }
 
 void QDXADManager::reportShowEventWithPage(std::int64_t page) {
-  takeIdsOfApp(static_cast<std::size_t>(page));
-  const std::shared_ptr<QDXADRequest> request = adRequest();
-  reporter().reportShowEventWithUbit(setUbit(std::nullopt, request), adid(), app_id(),
-                                     request ? request->adType() : 0);
+  const HeldAd held = takeIdsOfApp(static_cast<std::size_t>(page));
+  reportHeld(EventKind::kShow, held.request, held.ids);
 }
 
 std::shared_ptr<kit::ViewController> QDXADManager::getCurrentVC() {
@@ -160,7 +167,7 @@ void QDXADManager::showBannerWithADRequest(const std::shared_ptr<QDXADRequest>& 
   if (list.empty()) return;
   const Json& first = appAt(list, 0);
   {
-    std::lock_guard<std::mutex> lock(mutex_);
+    MutexLock lock(mutex_);
     adDownUrlArr_ = {adText(first, adkeys::kAdDownUrl)};
   }
   QDXImageCache& cache = QDXImageCache::shareInstance();
@@ -174,10 +181,7 @@ void QDXADManager::showBannerWithADRequest(const std::shared_ptr<QDXADRequest>& 
   const std::optional<std::string> image =
       artwork ? cache.getImageFromString(*artwork) : std::nullopt;
   if (!banner->showWithADRequest(request, image)) return;
-  if (bothPresent(adid(), app_id())) {
-    reporter().reportShowEventWithUbit(setUbit(std::nullopt, request), adid(), app_id(),
-                                       request->adType());
-  }
+  if (const AdIds ids = heldAd().ids; ids.bothPresent()) reportHeld(EventKind::kShow, request, ids);
   if (auto host = delegate()) host->onADShowedWithADRequest(request, bannerWidth(), bannerHeight());
 }
 
@@ -189,10 +193,14 @@ void QDXADManager::showRecommendWallWithADRequest(const std::shared_ptr<QDXADReq
     wall->setModalTransitionStyle(kit::ModalTransitionStyleCrossDissolve);
     wall->setEventDelegate(sharedManager());
     {
-      std::lock_guard<std::mutex> lock(mutex_);
+      MutexLock lock(mutex_);
       recommendWall_ = wall;
     }
-    if (auto presenter = getCurrentVC()) presenter->presentViewController(wall, true, nullptr);
+    if (auto presenter = getCurrentVC()) {
+      presenter->presentViewController(wall, true, nullptr);
+    } else {
+      debugLog(kNoWallPresenter);
+    }
   });
 
   const Json list = requestADWithADRequest(request);
@@ -201,7 +209,7 @@ void QDXADManager::showRecommendWallWithADRequest(const std::shared_ptr<QDXADReq
     links.push_back(adText(appAt(list, i), adkeys::kAdDownUrl));
   }
   {
-    std::lock_guard<std::mutex> lock(mutex_);
+    MutexLock lock(mutex_);
     adDownUrlArr_ = links;
   }
   bool loaded = false;
@@ -225,10 +233,7 @@ void QDXADManager::showRecommendWallWithADRequest(const std::shared_ptr<QDXADReq
     loaded = true;
   });
   if (!loaded) return;
-  if (bothPresent(adid(), app_id())) {
-    reporter().reportShowEventWithUbit(setUbit(std::nullopt, request), adid(), app_id(),
-                                       request->adType());
-  }
+  if (const AdIds ids = heldAd().ids; ids.bothPresent()) reportHeld(EventKind::kShow, request, ids);
   const ScreenMetrics screen = Env::Default()->mainScreen();
   if (auto host = delegate()) {
     host->onADShowedWithADRequest(request, static_cast<float>(screen.width),
@@ -237,31 +242,32 @@ void QDXADManager::showRecommendWallWithADRequest(const std::shared_ptr<QDXADReq
 }
 
 void QDXADManager::tapAD(std::int64_t index) {
-  const std::shared_ptr<QDXADRequest> request = adRequest();
-  if (bothPresent(adid(), app_id())) {
-    reporter().reportClickEventWithUbit(setUbit(std::nullopt, request), adid(), app_id(),
-                                        request ? request->adType() : 0);
-  }
-  if (auto host = delegate()) host->onADClicked();
+  const HeldAd held = heldAd();
+  TapFlow tap;
+  tap.index = index;
+  tap.links = adDownUrlArr();
+  tap.ids = held.ids;
+  tap.ubit = setUbit(std::nullopt, held.request);
+  tap.adType = held.request ? held.request->adType() : 0;
+  tap.clickRule = ClickRule::kWhenBothIdsPresent;
+  tap.hostDelegate = [this] { return delegate(); };
+  tap.showNoNetworkAlert = [this] { presentNoNetworkAlert(); };
+  runTapFlow(tap);
+}
 
-  if (QDXDevInfo::getNetworkTypeFromStatusBar() != 0) {
-    const std::vector<std::optional<std::string>> links = adDownUrlArr();
-    if (index < 0 || static_cast<std::size_t>(index) >= links.size()) {
-      debugLog("跳转链接不存在");
-      return;
-    }
-    debugLog("点击跳转到AppStore");
-    // An entry that had no readable link makes no URL: nothing opens.
-    if (const auto& link = links[static_cast<std::size_t>(index)]) Env::Default()->openURL(*link);
+void QDXADManager::presentNoNetworkAlert() const {
+  // Presented from the wall; with no wall ever made there is no presenter
+  // and the alert is dropped.
+  const std::shared_ptr<QDXRecommendWallVC> wall = recommendWall();
+  if (!wall) {
+    debugLog(kNoAlertPresenter);
     return;
   }
   auto alert = kit::AlertController::alertControllerWithTitle("请先连接网络", std::nullopt,
                                                               kit::AlertControllerStyleAlert);
   alert->addAction(kit::AlertAction::actionWithTitle("取消", kit::AlertActionStyleCancel, nullptr));
   alert->addAction(kit::AlertAction::actionWithTitle("确定", kit::AlertActionStyleDefault, nullptr));
-  // Presented from the wall; with no wall ever made there is no presenter
-  // and the alert is dropped.
-  if (auto wall = recommendWall()) wall->presentViewController(alert, true, nullptr);
+  wall->presentViewController(alert, true, nullptr);
 }
 
 void QDXADManager::closeAD(const std::shared_ptr<kit::Control>& control) {
@@ -279,37 +285,31 @@ void QDXADManager::closeAD(const std::shared_ptr<kit::Control>& control) {
 // --- State ----------------------------------------------------------------------
 
 std::shared_ptr<QDXADRequest> QDXADManager::adRequest() const {
-  std::lock_guard<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   return adRequest_;
 }
 
-std::optional<std::string> QDXADManager::adid() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return adid_;
-}
+Json QDXADManager::adid() const { return heldAd().ids.adid; }
 
-std::optional<std::string> QDXADManager::app_id() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return app_id_;
-}
+Json QDXADManager::app_id() const { return heldAd().ids.app_id; }
 
 std::int32_t QDXADManager::adType() const {
-  std::lock_guard<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   return adType_;
 }
 
 Json QDXADManager::appDict() const {
-  std::lock_guard<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   return appDict_;
 }
 
 std::vector<std::optional<std::string>> QDXADManager::adDownUrlArr() const {
-  std::lock_guard<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   return adDownUrlArr_;
 }
 
 std::shared_ptr<QDXRecommendWallVC> QDXADManager::recommendWall() const {
-  std::lock_guard<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   return recommendWall_;
 }
 

@@ -11,14 +11,16 @@
 // it. The main run loop must therefore be served while a flow runs.
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "qdx/QDXADDelegate.h"
 #include "qdx/QDXADRequest.h"
+#include "ads/ad_list.h"
 #include "common/json.h"
+#include "common/mutex.h"
+#include "common/thread_annotations.h"
 #include "qdx/kit/ViewController.h"
 #include "ui/QDXADEventDelegate.h"
 
@@ -37,7 +39,10 @@ class QDXADManager : public QDXADEventDelegate {
 
   // Keeps delegate weakly; a later call replaces it. Safe from any thread.
   void setAdListener(std::weak_ptr<QDXADDelegate> delegate);
-  // The host's delegate while the host keeps it alive, else nullptr.
+  // The host's delegate while the host keeps it alive, else nullptr. Every
+  // callback asks for it anew when it is due, so a delegate the host
+  // replaced or released meanwhile (say, during the ad-list post) is not
+  // called, nor kept alive by the flow.
   std::shared_ptr<QDXADDelegate> delegate() const;
 
   // The request step: sends the utype report unless this kind of ad was
@@ -76,8 +81,10 @@ class QDXADManager : public QDXADEventDelegate {
   void showRecommendWallWithADRequest(const std::shared_ptr<QDXADRequest>& request);
 
   // A tap on ad index (main thread): a click report with the ids last
-  // held, onADClicked, then the store link of adDownUrlArr[index] opens, or
-  // without a network the "请先连接网络" alert is presented from the wall.
+  // held (not those of index), when both are present; onADClicked; then
+  // the store link of adDownUrlArr[index] opens, or without a network the
+  // "请先连接网络" alert is presented from the wall (dropped, with a debug
+  // line, when no wall was ever made).
   void tapAD(std::int64_t index) override;
   // A close (main thread): tag 4 (wall) or 1 (banner) tells the host
   // onADClosedWithADRequest with that ad's size; other tags do nothing.
@@ -85,8 +92,10 @@ class QDXADManager : public QDXADEventDelegate {
 
   // --- State, for inspection ------------------------------------------------
   std::shared_ptr<QDXADRequest> adRequest() const;
-  std::optional<std::string> adid() const;
-  std::optional<std::string> app_id() const;
+  // The held ids, as the server gave them (null: absent). Read both at
+  // once through heldAd() where they must belong together.
+  Json adid() const;
+  Json app_id() const;
   std::int32_t adType() const;
   Json appDict() const;
   std::vector<std::optional<std::string>> adDownUrlArr() const;
@@ -98,24 +107,41 @@ class QDXADManager : public QDXADEventDelegate {
  private:
   QDXADManager() = default;
 
+  // The latest request and the ids held, read under one lock, so a report
+  // never pairs one app's ad id with another's app id.
+  struct HeldAd {
+    std::shared_ptr<QDXADRequest> request;
+    AdIds ids;
+  };
+  HeldAd heldAd() const EXCLUDES(mutex_);
+  // Takes the ids of app index of appDict when it has one (else keeps
+  // them), and returns what is then held, under the same lock.
+  HeldAd takeIdsOfApp(std::size_t index) EXCLUDES(mutex_);
+  // A request, show or click report with held's ids, the slot label and the
+  // ad type of request.
+  enum class EventKind { kRequest, kShow, kClick };
+  void reportHeld(EventKind kind, const std::shared_ptr<QDXADRequest>& request,
+                  const AdIds& ids) const;
+
   // Sends the utype report unless it is skipped for adType (see
   // requestADWithADRequest).
-  void reportUTypeIfNeeded(std::int32_t adType);
-  // Takes the ids of app index of appDict when it has one.
-  void takeIdsOfApp(std::size_t index);
+  void reportUTypeIfNeeded(std::int32_t adType) EXCLUDES(mutex_);
+  // Presents the "请先连接网络" alert from the latest wall, if any.
+  void presentNoNetworkAlert() const;
   // The banner's and the wall's reported sizes.
   static float bannerWidth();
   static float bannerHeight();
 
-  mutable std::mutex mutex_;
-  std::weak_ptr<QDXADDelegate> delegate_;
-  std::shared_ptr<QDXADRequest> adRequest_;
-  std::optional<std::string> adid_;
-  std::optional<std::string> app_id_;
-  std::int32_t adType_ = 0;
-  Json appDict_ = Json::object();
-  std::vector<std::optional<std::string>> adDownUrlArr_;
-  std::shared_ptr<QDXRecommendWallVC> recommendWall_;
+  // Guards every field below: the flows write them on their background
+  // threads, taps and closes read them on the main thread.
+  mutable Mutex mutex_;
+  std::weak_ptr<QDXADDelegate> delegate_ GUARDED_BY(mutex_);
+  std::shared_ptr<QDXADRequest> adRequest_ GUARDED_BY(mutex_);
+  AdIds ids_ GUARDED_BY(mutex_);
+  std::int32_t adType_ GUARDED_BY(mutex_) = 0;
+  Json appDict_ GUARDED_BY(mutex_) = Json::object();
+  std::vector<std::optional<std::string>> adDownUrlArr_ GUARDED_BY(mutex_);
+  std::shared_ptr<QDXRecommendWallVC> recommendWall_ GUARDED_BY(mutex_);
 };
 
 }  // namespace qdx

@@ -34,8 +34,11 @@ Json adListRequestBody(std::int32_t adType) {
   return body;
 }
 
-Json requestAdList(std::int32_t adType, const std::shared_ptr<QDXADDelegate>& delegate,
-                   bool logRefusal) {
+Json requestAdList(std::int32_t adType, const HostDelegateSource& hostDelegate, bool logRefusal) {
+  // Asked for at each call, after the post: never a copy taken before it.
+  const auto delegate = [&hostDelegate]() -> std::shared_ptr<QDXADDelegate> {
+    return hostDelegate ? hostDelegate() : nullptr;
+  };
   const std::optional<std::string> answer = QDXHttpClient::shareHttpClient().synPostUseConnectionWithURL(
       endpointURL(endpoints::kGetRecommendList), adListRequestBody(adType));
   Json appDict = Json::object();
@@ -57,10 +60,10 @@ Json requestAdList(std::int32_t adType, const std::shared_ptr<QDXADDelegate>& de
   if (!deciphered.empty()) {
     const Json payload = QDXDictionaryAndJSON::dictionaryFromJsonString(deciphered);
     if (payload.is_object()) appDict = payload;
-  } else if (delegate) {
-    delegate->onNoAD(kNoADCode);
+  } else if (auto host = delegate()) {
+    host->onNoAD(kNoADCode);
   }
-  if (delegate) delegate->onADLoaded();
+  if (auto host = delegate()) host->onADLoaded();
   return appDict;
 }
 
@@ -74,6 +77,10 @@ const Json& appAt(const Json& payload, std::size_t index) {
 
 const Json& firstAdOf(const Json& app) {
   return json::element(json::member(app, adkeys::kAdList), 0);
+}
+
+AdIds idsOfApp(const Json& app) {
+  return AdIds{json::member(firstAdOf(app), adkeys::kAdId), json::member(app, adkeys::kAppId)};
 }
 
 std::optional<std::string> textMember(const Json& entry, const char* key) {

@@ -7,6 +7,7 @@
 // strings belong) reads as absent values and never throws.
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -46,9 +47,11 @@ Json adListRequestBody(std::int32_t adType);
 //   page): the deciphered "data" parsed as the payload, or, when nothing
 //   deciphers, an empty object after the delegate's onNoAD(-4102); in both
 //   cases the delegate's onADLoaded follows.
-// The delegate may be null. The result is always a JSON object.
-Json requestAdList(std::int32_t adType, const std::shared_ptr<QDXADDelegate>& delegate,
-                   bool logRefusal);
+// The host's delegate is asked for at each call (hostDelegate may return
+// null, or be empty): a delegate replaced or released while the post runs
+// is not called. The result is always a JSON object.
+using HostDelegateSource = std::function<std::shared_ptr<QDXADDelegate>()>;
+Json requestAdList(std::int32_t adType, const HostDelegateSource& hostDelegate, bool logRefusal);
 
 // --- Reading a payload ------------------------------------------------------
 
@@ -59,6 +62,18 @@ std::size_t appCount(const Json& payload);
 const Json& appAt(const Json& payload, std::size_t index);
 // The first ad entry (adlist[0]) of an app entry; null when there is none.
 const Json& firstAdOf(const Json& app);
+
+// The ids an ad's reports carry, as the server gave them: the "ad_id" of
+// the app's first ad entry and the app's "appid". Nothing is validated: a
+// number stays a number, an object an object; null stands for absent.
+struct AdIds {
+  Json adid;
+  Json app_id;
+  // Both ids are there (not null), whatever their kind.
+  bool bothPresent() const { return !adid.is_null() && !app_id.is_null(); }
+};
+// The ids of an app entry (both null for a missing entry).
+AdIds idsOfApp(const Json& app);
 
 // A text member of an entry: a string as it is, a number or boolean in the
 // platform's "%@" description (20001 -> "20001"); absent for anything else.

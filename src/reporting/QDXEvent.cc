@@ -94,10 +94,10 @@ Json QDXEvent::getEventDictinary() const {
     dic["event_id"] = event_id;
     dic["type"] = type;
     dic["sub_type"] = sub_type;
-    dic["adid"] = optionalString(adid);
+    dic["adid"] = adid;
     dic["ubit"] = optionalString(ubit);
     dic["from_appid"] = hostAppId();
-    dic["to_appid"] = optionalString(to_appid);
+    dic["to_appid"] = to_appid;
     dic["s_time"] = now;
     dic["e_time"] = now;
     dic["adtype"] = adtype;

@@ -22,13 +22,15 @@ namespace qdx {
 class QDXEvent {
  public:
   // Fields, named as their JSON keys. A nil string is nullopt and is
-  // written as JSON null; a nil number is a null Json.
+  // written as JSON null; a nil number is a null Json. The two ids are
+  // written unchanged, whatever kind of value the server sent (a number
+  // stays a number); null when absent.
   Json event_id;                    // integer number from the reporter's counter
   std::int32_t type = 0;            // 1 ad event, 2 use time, 0 unset
   std::int32_t sub_type = 0;        // 0 request, 1 show, 2 click, 6 activation
-  std::optional<std::string> adid;
+  Json adid;                        // the ad's id
   std::optional<std::string> ubit;
-  std::optional<std::string> to_appid;
+  Json to_appid;                    // the advertised app's id as the server gave it
   Json s_time;                      // declared for completeness; no form reads it
   Json e_time;                      // declared for completeness; no form reads it
   std::int64_t adtype = 0;

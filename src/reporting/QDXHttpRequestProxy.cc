@@ -62,29 +62,29 @@ QDXHttpRequestProxy& QDXHttpRequestProxy::shareInstance() {
 }
 
 std::optional<std::string> QDXHttpRequestProxy::session_id() const {
-  std::lock_guard<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   return session_id_;
 }
 
 std::optional<std::string> QDXHttpRequestProxy::session_key() const {
-  std::lock_guard<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   return session_key_;
 }
 
 void QDXHttpRequestProxy::setSession_id(std::optional<std::string> value) {
-  std::lock_guard<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   session_id_ = std::move(value);
 }
 
 void QDXHttpRequestProxy::setSession_key(std::optional<std::string> value) {
-  std::lock_guard<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   session_key_ = std::move(value);
 }
 
 Json QDXHttpRequestProxy::sessionIdJson() const { return toJson(session_id()); }
 
 std::int32_t QDXHttpRequestProxy::nextEventId(std::int32_t firstValue) {
-  std::lock_guard<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   if (eventCounter_ != 0) return ++eventCounter_;
   eventCounter_ = firstValue;
   return firstValue;
@@ -95,8 +95,7 @@ std::string QDXHttpRequestProxy::crashLogDirectory() {
 }
 
 void QDXHttpRequestProxy::reportRequestEventWithUbit(const std::optional<std::string>& ubit,
-                                                     const std::optional<std::string>& adid,
-                                                     const std::optional<std::string>& app_id,
+                                                     const Json& adid, const Json& app_id,
                                                      std::int64_t adType) {
   noThrow("request event", [&] {
     QDXEvent event;
@@ -110,7 +109,7 @@ void QDXHttpRequestProxy::reportRequestEventWithUbit(const std::optional<std::st
     const std::string sessionId = nowMillis();
     const std::string sessionKey = keys::sessionLinkKey(app_id, adid, adType);
     {
-      std::lock_guard<std::mutex> lock(mutex_);
+      MutexLock lock(mutex_);
       session_id_ = sessionId;
       session_key_ = sessionKey;
     }
@@ -131,8 +130,7 @@ void QDXHttpRequestProxy::reportRequestEventWithUbit(const std::optional<std::st
 void QDXHttpRequestProxy::reportLinkedEvent(std::int32_t subType, std::int32_t firstId,
                                             bool synchronous,
                                             const std::optional<std::string>& ubit,
-                                            const std::optional<std::string>& adid,
-                                            const std::optional<std::string>& app_id,
+                                            const Json& adid, const Json& app_id,
                                             std::int64_t adType) {
   QDXEvent event;
   event.ubit = ubit;
@@ -174,16 +172,14 @@ void QDXHttpRequestProxy::reportLinkedEvent(std::int32_t subType, std::int32_t f
 }
 
 void QDXHttpRequestProxy::reportShowEventWithUbit(const std::optional<std::string>& ubit,
-                                                  const std::optional<std::string>& adid,
-                                                  const std::optional<std::string>& app_id,
+                                                  const Json& adid, const Json& app_id,
                                                   std::int64_t adType) {
   noThrow("show event",
           [&] { reportLinkedEvent(1, 2, /*synchronous=*/false, ubit, adid, app_id, adType); });
 }
 
 void QDXHttpRequestProxy::reportClickEventWithUbit(const std::optional<std::string>& ubit,
-                                                   const std::optional<std::string>& adid,
-                                                   const std::optional<std::string>& app_id,
+                                                   const Json& adid, const Json& app_id,
                                                    std::int64_t adType) {
   noThrow("click event",
           [&] { reportLinkedEvent(2, 3, /*synchronous=*/true, ubit, adid, app_id, adType); });

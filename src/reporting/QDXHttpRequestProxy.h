@@ -11,11 +11,11 @@
 // the 10-second time-out): call them off the main thread. Asynchronous
 // completions run on the main run loop.
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <string>
 
 #include "common/json.h"
+#include "common/mutex.h"
 
 namespace qdx {
 
@@ -25,23 +25,25 @@ class QDXHttpRequestProxy {
   // The one reporter, made on first use.
   static QDXHttpRequestProxy& shareInstance();
 
+  // The ids of the ad events are taken as the server gave them (a string,
+  // a number, anything; null when absent): show and click events carry them
+  // unchanged, and the session-link key "%@%@%ld" of (app_id, adid, adType)
+  // describes them as text (json::describe: a nil id is "(null)").
+  //
   // Request event (sub_type 0), posted synchronously. Starts a session:
-  // session_id = now in milliseconds, linked in the local store under
-  // "%@%@%ld" of (app_id, adid, adType), a nil id written "(null)". adid and
-  // app_id serve only that key; the event carries "" for both.
+  // session_id = now in milliseconds, linked in the local store under the
+  // session-link key. adid and app_id serve only that key; the event
+  // carries "" for both.
   void reportRequestEventWithUbit(const std::optional<std::string>& ubit,
-                                  const std::optional<std::string>& adid,
-                                  const std::optional<std::string>& app_id, std::int64_t adType);
+                                  const Json& adid, const Json& app_id, std::int64_t adType);
   // Show event (sub_type 1), posted asynchronously, in the session linked
   // to (app_id, adid, adType) (nil when none). The acknowledgement deletes
   // with session_id as it is when the completion runs.
   void reportShowEventWithUbit(const std::optional<std::string>& ubit,
-                               const std::optional<std::string>& adid,
-                               const std::optional<std::string>& app_id, std::int64_t adType);
+                               const Json& adid, const Json& app_id, std::int64_t adType);
   // Click event (sub_type 2): as the show event, posted synchronously.
   void reportClickEventWithUbit(const std::optional<std::string>& ubit,
-                                const std::optional<std::string>& adid,
-                                const std::optional<std::string>& app_id, std::int64_t adType);
+                                const Json& adid, const Json& app_id, std::int64_t adType);
   // Use time, synchronous. A stored "QDX_USE_TIME_EVENT_LIST" group is
   // re-sent instead of a new report; otherwise the period from
   // "QDX_S_TIME" to now is stored there, sent, and removed when
@@ -78,16 +80,15 @@ class QDXHttpRequestProxy {
   QDXHttpRequestProxy() = default;
   void reportLinkedEvent(std::int32_t subType, std::int32_t firstId, bool synchronous,
                          const std::optional<std::string>& ubit,
-                         const std::optional<std::string>& adid,
-                         const std::optional<std::string>& app_id, std::int64_t adType);
+                         const Json& adid, const Json& app_id, std::int64_t adType);
   Json sessionIdJson() const;
 
   // Serialises the session fields and the counter (they are shared by the
   // reporting threads and the main-thread completions).
-  mutable std::mutex mutex_;
-  std::optional<std::string> session_id_;
-  std::optional<std::string> session_key_;
-  std::int32_t eventCounter_ = 0;
+  mutable Mutex mutex_;
+  std::optional<std::string> session_id_ GUARDED_BY(mutex_);
+  std::optional<std::string> session_key_ GUARDED_BY(mutex_);
+  std::int32_t eventCounter_ GUARDED_BY(mutex_) = 0;
 };
 
 // Reads an answer the way every acknowledgement does: the "retcode" of the

@@ -20,25 +20,6 @@
 
 namespace qdx {
 
-namespace {
-
-const char* utypeFlagFor(std::int64_t adType) {
-  switch (adType) {
-    case 1:
-      return keys::kUtypeSuccessBanner;
-    case 4:
-      return keys::kUtypeSuccessRecommend;
-    case 7:
-    case 8:
-    case 9:
-      return keys::kUtypeSuccessCustom;
-    default:
-      return nullptr;
-  }
-}
-
-}  // namespace
-
 void QDXStatisticManager::registerDevice() {
   auto manager = std::make_shared<QDXStatisticManager>();
   runDetached("registration", [manager] { manager->newThreadRegisterDevice(); });
@@ -94,7 +75,7 @@ void QDXStatisticManager::reportUType_active(std::int64_t adType) {
             QDXUserDefaults::saveToLocal(adType, keys::kUbitAdType);
             return;
           }
-          if (const char* flag = utypeFlagFor(adType)) QDXUserDefaults::saveToLocal(true, flag);
+          if (const char* flag = keys::utypeSuccessFlagFor(adType)) QDXUserDefaults::saveToLocal(true, flag);
           QDXUserDefaults::removeObjectFromLocal(keys::kUbitAdType);
         });
   });

@@ -3,8 +3,9 @@
 // keychain: this header is their one home. The store is shared with the
 // host app, so every key carries the "QDX_" prefix or another fixed form.
 #include <cstdint>
-#include <optional>
 #include <string>
+
+#include "common/json.h"
 
 namespace qdx::keys {
 
@@ -30,16 +31,22 @@ inline constexpr const char kUbitAdType[] = "QDX_UBIT_ADTYPE";
 inline constexpr const char kUtypeSuccessBanner[] = "REPORT_UTYPE_SUCCESS_BANNER";
 inline constexpr const char kUtypeSuccessRecommend[] = "REPORT_UTYPE_SUCCESS_RECOMMEND";
 inline constexpr const char kUtypeSuccessCustom[] = "REPORT_UTYPE_SUCCESS_AdTypeCustomUBit";
+// The once-only flag of adType's utype report: the banner's (1), the
+// wall's (4) or the custom slots' shared one (7, 8, 9); nullptr for any
+// other kind, which has none.
+const char* utypeSuccessFlagFor(std::int64_t adType);
 
 // The run stamp's key: "%@0000" of the stored app id's description
 // (app id 123 gives "1230000").
 std::string runStampKey(const std::string& appIdDescription);
-// The session-link key "%@%@%ld" of (app id, ad id, ad type); an absent id
-// is written "(null)".
-std::string sessionLinkKey(const std::optional<std::string>& appId,
-                           const std::optional<std::string>& adId, std::int64_t adType);
-// The once-a-day click key of a custom slot: "%@%ld" of (app id, ad type).
-std::string dailyClickKey(const std::optional<std::string>& appId, std::int64_t adType);
+// The session-link key "%@%@%ld" of (app id, ad id, ad type). The ids are
+// the server's values, described as text by json::describe: a string as it
+// is, a number in its shortest form (9001 -> "9001"), an absent (null) id
+// "(null)".
+std::string sessionLinkKey(const Json& appId, const Json& adId, std::int64_t adType);
+// The once-a-day click key of a custom slot: "%@%ld" of (app id, ad type),
+// the app id described as for sessionLinkKey.
+std::string dailyClickKey(const Json& appId, std::int64_t adType);
 
 // --- Keychain ---------------------------------------------------------------
 // The server-assigned device id.

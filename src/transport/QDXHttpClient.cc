@@ -6,6 +6,7 @@
 #include <mutex>
 #include <utility>
 
+#include "common/no_throw.h"
 #include "identity/QDXDevInfo.h"
 #include "platform/env.h"
 #include "qdx/RunLoop.h"
@@ -99,6 +100,12 @@ class ExchangeWorkers {
   std::size_t unfinished_ = 0;
 };
 
+// The line an unexpected throw inside a post leaves, in the form of the
+// transport's own error line.
+void logTransportFailure(const char* reason) {
+  debugLog(reason ? std::string("error:") + reason : std::string("error:unknown failure"));
+}
+
 }  // namespace
 
 QDXHttpClient& QDXHttpClient::shareHttpClient() {
@@ -111,13 +118,13 @@ std::size_t QDXHttpClient::asyncPostsInFlight() { return ExchangeWorkers::shared
 
 void QDXHttpClient::asyPostWithURL(const std::string& url, const Json& parameterDic,
                                    QDXHttpCompletion block) {
-  try {
+  noThrow([&] {
     if (!hasDataConnection()) return;
     std::optional<std::string> body = envelopeFor(url, parameterDic);
     if (!body) return;
     HttpRequest request = signedPost(url, std::move(*body));
     ExchangeWorkers::shared().submit([request = std::move(request), block = std::move(block)] {
-      try {
+      noThrow([&] {
         HttpResponse response = Env::Default()->performHttp(request);
         if (!response.arrived) {
           // A failed exchange never reaches the caller's block.
@@ -127,25 +134,11 @@ void QDXHttpClient::asyPostWithURL(const std::string& url, const Json& parameter
         if (!block) return;
         QDXURLResponse urlResponse{request.url, response.status};
         RunLoop::main().post([block, data = std::move(response.body), urlResponse] {
-          try {
-            block(data, urlResponse, std::nullopt);
-          } catch (const std::exception& e) {
-            debugLog(std::string("error:completion block failed: ") + e.what());
-          } catch (...) {
-            debugLog("error:completion block failed");
-          }
+          noThrow("error:completion block", [&] { block(data, urlResponse, std::nullopt); });
         });
-      } catch (const std::exception& e) {
-        debugLog(std::string("error:") + e.what());
-      } catch (...) {
-        debugLog("error:unknown failure");
-      }
+      }, logTransportFailure);
     });
-  } catch (const std::exception& e) {
-    debugLog(std::string("error:") + e.what());
-  } catch (...) {
-    debugLog("error:unknown failure");
-  }
+  }, logTransportFailure);
 }
 
 std::optional<std::string> QDXHttpClient::synPostUseConnectionWithURL(const std::string& url,

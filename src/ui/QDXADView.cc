@@ -1,16 +1,10 @@
 #include "ui/QDXADView.h"
 
 #include "ads/ad_list.h"
-#include "common/day_stamp.h"
-#include "common/json_access.h"
-#include "identity/QDXDevInfo.h"
-#include "platform/env.h"
+#include "ads/ad_tap_flow.h"
+#include "ads/usage_report_gate.h"
 #include "reporting/QDXHttpRequestProxy.h"
-#include "reporting/QDXStatisticManager.h"
-#include "sdk/QDXLog.h"
 #include "sdk/QDXSlotLabel.h"
-#include "sdk/QDXUserDefaults.h"
-#include "sdk/store_keys.h"
 
 namespace qdx {
 
@@ -23,69 +17,40 @@ std::shared_ptr<QDXADView> QDXADView::initWithADType(std::int64_t adType) {
   return std::make_shared<QDXADView>(adType);
 }
 
-void QDXADView::reportUsageUnlessDone() {
-  // Only the custom-slot kinds share a success flag; any other kind
-  // reports every time.
-  if (adType_ != 7 && adType_ != 8 && adType_ != 9) {
-    QDXStatisticManager::reportUType_active(adType_);
-    return;
-  }
-  const std::optional<std::int64_t> done =
-      json::asInteger(QDXUserDefaults::getObjectFromLocal(keys::kUtypeSuccessCustom));
-  const std::optional<std::string> storedVersion =
-      json::asString(QDXUserDefaults::getObjectFromLocal(keys::kAppVersion));
-  const std::optional<std::string> bundleVersion =
-      Env::Default()->bundleInfo("CFBundleShortVersionString");
-  const bool skip = done.value_or(0) != 0 && storedVersion && storedVersion == bundleVersion;
-  if (!skip) QDXStatisticManager::reportUType_active(adType_);
-}
-
 Json QDXADView::loadADWithCount(std::uint64_t count) {
-  reportUsageUnlessDone();
-  appDict_ = requestAdList(static_cast<std::int32_t>(adType_), delegate_, /*logRefusal=*/false);
+  // The custom-slot kinds share one success flag; any other kind reports
+  // every time.
+  reportUsageUnlessSkipped(adType_, UsageReportKinds::kCustomSlots, /*sameKindAsLastReport=*/true);
+  appDict_ = requestAdList(static_cast<std::int32_t>(adType_), [this] { return delegate_; },
+                           /*logRefusal=*/false);
 
   QDXHttpRequestProxy& reporter = QDXHttpRequestProxy::shareInstance();
   const std::uint64_t apps = appCount(appDict_);
   const std::uint64_t n = count < apps ? count : apps;
   if (n == 0) {
-    reporter.reportRequestEventWithUbit(ubit_, std::nullopt, std::nullopt, adType_);
+    reporter.reportRequestEventWithUbit(ubit_, Json(), Json(), adType_);
   }
   for (std::uint64_t i = 0; i < n; ++i) {
     const Json& app = appAt(appDict_, i);
-    reporter.reportRequestEventWithUbit(ubit_, adText(app, adkeys::kAdId), appText(app, adkeys::kAppId),
-                                        adType_);
+    const AdIds ids = idsOfApp(app);
+    reporter.reportRequestEventWithUbit(ubit_, ids.adid, ids.app_id, adType_);
     adDownUrlArr_.push_back(adText(app, adkeys::kAdDownUrl));
   }
   return appDict_;
 }
 
 void QDXADView::tapAD(std::int64_t index) {
+  TapFlow tap;
+  tap.index = index;
+  tap.links = adDownUrlArr_;
   // A negative index wraps to one past every list: no entry, absent ids.
-  const Json& app = appAt(appDict_, static_cast<std::size_t>(index));
-  const std::optional<std::string> appId = appText(app, adkeys::kAppId);
-  const std::string key = keys::dailyClickKey(appId, adType_);
-  const std::string today = todayStamp();
-
-  const Json stored = QDXUserDefaults::getObjectFromLocal(key);
-  if (!(stored.is_string() && stored.get<std::string>() == today)) {
-    QDXHttpRequestProxy::shareInstance().reportClickEventWithUbit(ubit_, adText(app, adkeys::kAdId), appId,
-                                                                  adType_);
-  }
-  if (delegate_) delegate_->onADClicked();
-
-  if (QDXDevInfo::getNetworkTypeFromStatusBar() == 0) {
-    showNoNetworkAlert();
-    return;
-  }
-  if (index >= 0 && static_cast<std::uint64_t>(index) < adDownUrlArr_.size()) {
-    debugLog("点击跳转到AppStore");
-    // An entry that had no readable link makes no URL: nothing opens, and
-    // the day is stamped all the same.
-    if (const auto& link = adDownUrlArr_[static_cast<std::size_t>(index)]) Env::Default()->openURL(*link);
-    QDXUserDefaults::saveToLocal(today, key);
-  } else {
-    debugLog("跳转链接不存在");
-  }
+  tap.ids = idsOfApp(appAt(appDict_, static_cast<std::size_t>(index)));
+  tap.ubit = ubit_;
+  tap.adType = adType_;
+  tap.clickRule = ClickRule::kOncePerDay;
+  tap.hostDelegate = [this] { return delegate_; };
+  tap.showNoNetworkAlert = [this] { showNoNetworkAlert(); };
+  runTapFlow(tap);
 }
 
 void QDXADView::showNoNetworkAlert() {
@@ -98,9 +63,8 @@ void QDXADView::showNoNetworkAlert() {
 }
 
 void QDXADView::reportShowEventWithPage(std::int64_t page) {
-  const Json& app = appAt(appDict_, static_cast<std::size_t>(page));
-  QDXHttpRequestProxy::shareInstance().reportShowEventWithUbit(ubit_, adText(app, adkeys::kAdId),
-                                                               appText(app, adkeys::kAppId), adType_);
+  const AdIds ids = idsOfApp(appAt(appDict_, static_cast<std::size_t>(page)));
+  QDXHttpRequestProxy::shareInstance().reportShowEventWithUbit(ubit_, ids.adid, ids.app_id, adType_);
 }
 
 void QDXADView::downloadApp(const std::shared_ptr<QDXADView>& sender) {

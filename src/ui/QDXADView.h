@@ -64,7 +64,6 @@ class QDXADView : public kit::Control, public QDXADEventDelegate, public kit::Al
   }
 
  private:
-  void reportUsageUnlessDone();
   void showNoNetworkAlert();
 
   std::int64_t adType_ = 0;

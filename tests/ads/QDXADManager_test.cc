@@ -8,11 +8,13 @@
 #include <thread>
 
 #include "ad_flow_fixture.h"
+#include "platform/env_wrapper.h"
 #include "qdx/kit/InputSimulator.h"
 #include "qdx/kit/Renderer.h"
 #include "qdx/kit/AlertController.h"
 #include "qdx/kit/Button.h"
 #include "qdx/kit/ImageView.h"
+#include "transport/QDXApiBase.h"
 #include "transport/QDXHttpClient.h"
 #include "ui/QDXBannerView.h"
 #include "ui/QDXRecommendWallVC.h"
@@ -21,6 +23,27 @@ namespace qdx::testing {
 namespace {
 
 QDXADManager& manager() { return QDXADManager::defaultADManager(); }
+
+// Runs a hook while the ad-list post is on its way (before it goes out),
+// on the posting thread; installed in place of the test platform for its
+// lifetime.
+class DuringAdListPost : public EnvWrapper {
+ public:
+  explicit DuringAdListPost(std::function<void()> hook)
+      : EnvWrapper(Env::Default()), hook_(std::move(hook)) {
+    Env::Install(this);
+  }
+  ~DuringAdListPost() override {
+    if (Env::Default() == this) Env::Install(target());
+  }
+  HttpResponse performHttp(const HttpRequest& request) override {
+    if (request.url.find("get_recommend_list") != std::string::npos && hook_) hook_();
+    return EnvWrapper::performHttp(request);
+  }
+
+ private:
+  std::function<void()> hook_;
+};
 
 const std::string kBannerSize = "375 x 57.2916679";  // 375 * 110 / 720 as a float
 
@@ -153,6 +176,7 @@ TEST_F(BannerFlowTest, OfflineTapWithoutAWallDropsTheAlert) {
   EXPECT_TRUE(env_.logContains("跳转链接不存在"));
   EXPECT_TRUE(env_.openedURLs().empty());
   EXPECT_EQ(events(kClickEvent).size(), 1u) << "offline, the click report could not leave";
+  EXPECT_TRUE(env_.logContains("has no recommend wall to present it from")) << "the host learns why";
 }
 
 // The utype gate: the first request of each kind in a run reports, a
@@ -174,6 +198,61 @@ TEST_F(BannerFlowTest, TheUtypeReportFollowsTheKindOfTheLastRequest) {
   EXPECT_EQ(events(kRequestEvent).back()["ubit"], "半屏插屏展示");
   EXPECT_EQ(manager().setUbit(std::nullopt, QDXADRequest::initWithADType(7)), std::nullopt);
   EXPECT_EQ(manager().setUbit("x", QDXADRequest::initWithBannerType(4, 0, 0, nullptr)), "x");
+}
+
+// The manager's click rule: without both ids held a tap reports no click,
+// yet the host hears it and the link opens; a banner without both ids
+// reports no show either, but the host still hears it shown. Every tap
+// with both ids reports: no once-a-day rule here.
+TEST_F(BannerFlowTest, ATapReportsOnlyWithBothIdsAndEveryTime) {
+  ASSERT_TRUE(server_.setFault(
+      R"(get_recommend_list:payload:{"applist":[{"appid":"20009","adlist":[{"ad_down_url":"https://apps.qdx.invalid/app/id9"}]}]})"));
+  manager().showBannerWithADRequest(QDXADRequest::initWithBannerType(1, 0, 0, hostView()));
+  ASSERT_TRUE(RunLoop::main().runUntil([] { return QDXHttpClient::asyncPostsInFlight() == 0; }, 15));
+  settle();
+  EXPECT_TRUE(delegate_->heard("onADShowed"));
+  EXPECT_TRUE(events(kShowEvent).empty()) << "no ad id: no show event";
+  manager().tapAD(0);
+  EXPECT_EQ(delegate_->calls().back(), "onADClicked");
+  EXPECT_TRUE(events(kClickEvent).empty()) << "no ad id: no click event";
+  EXPECT_EQ(env_.openedURLs(), std::vector<std::string>{"https://apps.qdx.invalid/app/id9"});
+
+  ASSERT_TRUE(server_.setFault("get_recommend_list:none"));
+  manager().showBannerWithADRequest(QDXADRequest::initWithBannerType(1, 0, 0, hostView()));
+  manager().tapAD(0);
+  manager().tapAD(0);
+  EXPECT_EQ(events(kClickEvent).size(), 2u) << "each tap reports";
+  EXPECT_EQ(delegate_->count("onADClicked"), 3u);
+}
+
+// Every host callback arrives on its thread: a request's load, no-ad and
+// show on that request's background thread, taps and closes on the main
+// thread.
+TEST_F(BannerFlowTest, EachCallbackArrivesOnTheThreadOfItsFlow) {
+  const std::thread::id mainThread = std::this_thread::get_id();
+  ASSERT_TRUE(request(QDXADRequest::initWithBannerType(1, 0, 0, hostView()), "onADShowed"));
+  settle();
+  auto banner = QDXBannerView::shareBannerView();
+  ASSERT_TRUE(kit::tapView(banner->subviews().at(0)));
+  ASSERT_TRUE(server_.setFault("get_recommend_list:no-data"));
+  QDXAD::requestADWithADRequest(QDXADRequest::initWithADType(1));
+  ASSERT_TRUE(RunLoop::main().runUntil([&] { return delegate_->count("onADLoaded") == 2; }, 15));
+  ASSERT_TRUE(server_.setFault("get_recommend_list:none"));
+  ASSERT_TRUE(request(QDXADRequest::initWithBannerType(1, 0, 0, hostView()), "onADShowed"));
+  RunLoop::main().runUntil([&] { return delegate_->count("onADShowed") == 2; }, 15);
+  settle();
+  ASSERT_TRUE(kit::tapView(banner->subviews().at(1)));
+
+  const std::vector<std::string> calls = delegate_->calls();
+  const std::vector<std::thread::id> threads = delegate_->threads();
+  ASSERT_EQ(calls, (std::vector<std::string>{"onADLoaded", "onADShowed " + kBannerSize, "onADClicked",
+                                             "onNoAD -4102", "onADLoaded", "onADLoaded",
+                                             "onADShowed " + kBannerSize, "onADClosed " + kBannerSize}));
+  for (std::size_t i : {0, 1, 3, 4, 5, 6}) EXPECT_NE(threads[i], mainThread) << calls[i];
+  for (std::size_t i : {2, 7}) EXPECT_EQ(threads[i], mainThread) << calls[i];
+  EXPECT_EQ(threads[0], threads[1]) << "one flow, one thread";
+  EXPECT_EQ(threads[3], threads[4]);
+  EXPECT_EQ(threads[5], threads[6]);
 }
 
 class WallFlowTest : public AdFlowTest {
@@ -235,6 +314,50 @@ TEST_F(WallFlowTest, FillsTheWallReportsFiveRequestsAndHandlesPagesTapsAndCloses
   EXPECT_EQ(delegate_->calls().back(), "onADClosed 375 x 667");
 }
 
+// A tap reports the ids held (those of the last page reported), not the
+// ids of the tapped index, whose link opens.
+TEST_F(WallFlowTest, ATapReportsTheHeldIdsNotThoseOfTheTappedIndex) {
+  ASSERT_TRUE(request(QDXADRequest::initWithADType(4), "onADShowed"));
+  settle();
+  manager().reportShowEventWithPage(3);
+  manager().tapAD(5);
+  const auto clicks = events(kClickEvent);
+  ASSERT_EQ(clicks.size(), 1u);
+  EXPECT_EQ(clicks[0]["adid"], "50004");
+  EXPECT_EQ(clicks[0]["to_appid"], "20004");
+  EXPECT_EQ(clicks[0]["ubit"], "推荐墙展示");
+  EXPECT_EQ(clicks[0]["adtype"], 4);
+  EXPECT_EQ(env_.openedURLs(), std::vector<std::string>{"https://apps.qdx.invalid/app/id1000006"});
+}
+
+// The wall's load and show arrive on its request's background thread,
+// its close on the main thread.
+TEST_F(WallFlowTest, WallCallbacksArriveOnTheThreadOfTheirFlow) {
+  const std::thread::id mainThread = std::this_thread::get_id();
+  ASSERT_TRUE(request(QDXADRequest::initWithADType(4), "onADShowed"));
+  settle();
+  auto close = kit::Button::buttonWithType(kit::ButtonTypeCustom);
+  close->setTag(4);
+  manager().closeAD(close);
+  const std::vector<std::thread::id> threads = delegate_->threads();
+  ASSERT_EQ(delegate_->calls(),
+            (std::vector<std::string>{"onADLoaded", "onADShowed 375 x 667", "onADClosed 375 x 667"}));
+  EXPECT_NE(threads[0], mainThread);
+  EXPECT_EQ(threads[0], threads[1]);
+  EXPECT_EQ(threads[2], mainThread);
+}
+
+// A host that set no application delegate with a window gets no wall: it
+// is not presented, a debug line of ours says why, and the flow goes on
+// (the host still hears the wall shown).
+TEST_F(WallFlowTest, WithoutAnApplicationDelegateTheWallIsNotPresentedAndALineSaysWhy) {
+  kit::Application::sharedApplication().setDelegate(nullptr);
+  ASSERT_TRUE(request(QDXADRequest::initWithADType(4), "onADShowed"));
+  settle();
+  EXPECT_EQ(host_->presentedViewController(), nullptr);
+  EXPECT_TRUE(env_.logContains("qdx: the recommend wall has no view controller to present it from"));
+}
+
 class EmptyWallFlowTest : public AdFlowTest {
  protected:
   EmptyWallFlowTest() : AdFlowTest(0) {}
@@ -268,7 +391,7 @@ TEST_F(BannerFlowTest, BadAnswersGiveOnlyTheAllowedHostCalls) {
   struct Case {
     const char* fault;
     std::vector<std::string> heard;
-    std::optional<std::string> adid = std::nullopt;  // checked when given
+    Json adid = nullptr;  // checked when given
   };
   const Case cases[] = {
       {"retcode:7", {}},
@@ -282,7 +405,9 @@ TEST_F(BannerFlowTest, BadAnswersGiveOnlyTheAllowedHostCalls) {
       {R"(payload:{"applist":[{"appid":20001}]})", {"onADLoaded"}},
       {R"(payload:{"applist":[{"appid":"a","adlist":[]}]})", {"onADLoaded"}},
       {R"(payload:{"applist":[{"appid":7,"adlist":[{"ad_id":8,"ad_url":9,"ad_down_url":[1]}]}]})",
-       {"onADLoaded"}, "8"},
+       {"onADLoaded"}, 8},
+      {R"(payload:{"applist":[{"appid":{"k":1},"adlist":[{"ad_id":[1,"2"]}]}]})", {"onADLoaded"},
+       Json::array({1, "2"})},
       {R"(payload:{"applist":[{"appname":{"x":1},"use_count":"many","adlist":"no"}]})",
        {"onADLoaded"}},
       {R"(payload:[1,2,3])", {"onADLoaded"}},
@@ -295,8 +420,8 @@ TEST_F(BannerFlowTest, BadAnswersGiveOnlyTheAllowedHostCalls) {
     EXPECT_TRUE(list.is_object());
     auto calls = delegate_->calls();
     EXPECT_EQ(std::vector<std::string>(calls.begin() + before, calls.end()), c.heard);
-    if (c.adid) {
-      EXPECT_EQ(manager().adid(), c.adid) << "numbers where strings belong read as text";
+    if (!c.adid.is_null()) {
+      EXPECT_EQ(manager().adid(), c.adid) << "ids are held as the server gave them";
     }
     // Every flow survives the same answer.
     manager().showBannerWithADRequest(QDXADRequest::initWithBannerType(1, 0, 0, hostView()));
@@ -311,6 +436,110 @@ TEST_F(BannerFlowTest, BadAnswersGiveOnlyTheAllowedHostCalls) {
     if (auto presented = host_->presentedViewController()) presented->dismissViewController(false, nullptr);
   }
   EXPECT_EQ(events(kRequestEvent).size(), std::size(cases) * 3) << "one per request, even a failed one";
+}
+
+// Ids travel as the server gave them: a numeric ad id goes out as a number
+// in the show and click events, an object app id as that object. The
+// session link describes them as text, so show and click join the
+// request's session.
+TEST_F(BannerFlowTest, IdsTravelAsTheServerGaveThem) {
+  ASSERT_TRUE(server_.setFault(
+      R"(get_recommend_list:payload:{"applist":[{"appid":{"store":"x"},"adlist":[{"ad_id":9001,"ad_down_url":"https://apps.qdx.invalid/app/id9"}]}]})"));
+  manager().showBannerWithADRequest(QDXADRequest::initWithBannerType(1, 0, 0, hostView()));
+  manager().tapAD(0);
+  ASSERT_TRUE(RunLoop::main().runUntil([&] { return events(kShowEvent).size() == 1; }, 15));
+  ASSERT_EQ(events(kClickEvent).size(), 1u);
+  for (const Json& event : {events(kShowEvent)[0], events(kClickEvent)[0]}) {
+    EXPECT_TRUE(event["adid"].is_number_integer()) << event;
+    EXPECT_EQ(event["adid"], 9001);
+    EXPECT_EQ(event["to_appid"], Json({{"store", "x"}}));
+  }
+  const Json session = QDXUserDefaults::getObjectFromLocal(R"({"store":"x"}90011)");
+  ASSERT_TRUE(session.is_string()) << "the request's session link";
+  for (const Json& entry : server_.entriesFor("report_event")) {
+    const Json& list = entry["body"]["event_list"];
+    if (list.back()["sub_type"] != kRequestEvent) EXPECT_EQ(entry["body"]["id"], session);
+  }
+}
+
+// The host's delegate is read when each callback is due: one replaced
+// while the ad-list post runs is not the one that hears onADLoaded, and
+// one released meanwhile is neither kept alive by the flow nor called.
+TEST_F(BannerFlowTest, TheDelegateIsReadWhenEachCallbackIsDue) {
+  auto replacement = std::make_shared<HostDelegate>();
+  {
+    DuringAdListPost replace([&] { QDXAD::setADDelegate(replacement); });
+    manager().requestADWithADRequest(QDXADRequest::initWithADType(1));
+  }
+  EXPECT_TRUE(delegate_->calls().empty());
+  EXPECT_EQ(replacement->calls(), std::vector<std::string>{"onADLoaded"});
+
+  auto released = std::make_shared<HostDelegate>();
+  const std::weak_ptr<HostDelegate> watch = released;
+  QDXAD::setADDelegate(released);
+  bool aliveAfterRelease = true;
+  {
+    DuringAdListPost release([&] {
+      released.reset();
+      aliveAfterRelease = !watch.expired();
+    });
+    ASSERT_TRUE(server_.setFault("get_recommend_list:no-data"));
+    manager().requestADWithADRequest(QDXADRequest::initWithADType(1));
+  }
+  EXPECT_FALSE(aliveAfterRelease) << "the flow held no strong copy across the post";
+  EXPECT_TRUE(replacement->calls().size() == 1 && delegate_->calls().empty()) << "nobody else heard it";
+}
+
+// The list request's "timestamp" is the clock's time in milliseconds when
+// the request is made, with "screen" in pixels and the request's type.
+TEST_F(BannerFlowTest, TheListRequestCarriesTheClockTheScreenAndTheType) {
+  env_.setNow(1767225600.25);
+  manager().requestADWithADRequest(QDXADRequest::initWithADType(1));
+  env_.advance(2.5);
+  manager().requestADWithADRequest(QDXADRequest::initWithADType(4));
+  const auto posts = server_.entriesFor("get_recommend_list");
+  ASSERT_EQ(posts.size(), 2u);
+  EXPECT_EQ(posts[0]["body"],
+            Json({{"timestamp", "1767225600250"}, {"screen", "750*1334"}, {"ad_type", 1}}));
+  EXPECT_EQ(posts[1]["body"],
+            Json({{"timestamp", "1767225602750"}, {"screen", "750*1334"}, {"ad_type", 4}}));
+}
+
+// A refused list logs its "retcode" and its "errmsg", only while debugging.
+TEST_F(BannerFlowTest, ARefusedListLogsItsRetcodeAndMessage) {
+  ASSERT_TRUE(server_.setFault("get_recommend_list:retcode:7"));
+  manager().requestADWithADRequest(QDXADRequest::initWithADType(1));
+  const std::vector<std::string> lines = env_.logLines();
+  const auto at = std::find(lines.begin(), lines.end(), "请求失败：7");
+  ASSERT_NE(at, lines.end());
+  ASSERT_NE(at + 1, lines.end());
+  EXPECT_EQ(*(at + 1), "message：injected failure");
+  QDXLog::setDebug(false);
+  manager().requestADWithADRequest(QDXADRequest::initWithADType(1));
+  EXPECT_EQ(env_.logCount("请求失败："), 1u);
+  EXPECT_EQ(env_.logCount("message："), 1u);
+}
+
+// The banner flow fetches every listed app's artwork into the cache, not
+// only the one it shows. (Addresses of this test's own, so that no earlier
+// test in the process has them cached.)
+TEST_F(BannerFlowTest, EveryListedAppsBannerIsPrefetched) {
+  Json applist = Json::array();
+  for (int app = 1; app <= 3; ++app) {
+    applist.push_back({{"appid", std::to_string(20000 + app)},
+                       {"adlist", Json::array({{{"ad_id", std::to_string(50000 + app)},
+                                                {"ad_url", std::string(kQDXApiBase) + "/qdx/assets/banner/" +
+                                                               std::to_string(app) + ".png?prefetch"}}})}});
+  }
+  ASSERT_TRUE(server_.setFault("get_recommend_list:payload:" + Json({{"applist", applist}}).dump()));
+  ASSERT_TRUE(request(QDXADRequest::initWithBannerType(1, 0, 0, hostView()), "onADShowed"));
+  std::vector<std::string> fetched;
+  for (const Json& entry : server_.journal()) {
+    const std::string url = entry.value("url", "");
+    if (url.find("?prefetch") != std::string::npos) fetched.push_back(url.substr(url.find("banner/")));
+  }
+  EXPECT_EQ(fetched, (std::vector<std::string>{"banner/1.png?prefetch", "banner/2.png?prefetch",
+                                               "banner/3.png?prefetch"}));
 }
 
 // A store link that is no text makes no URL: the tap is reported and

@@ -8,6 +8,7 @@
 
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "qdx/RunLoop.h"
@@ -42,6 +43,11 @@ class HostDelegate : public QDXADDelegate {
     std::lock_guard<std::mutex> lock(mutex_);
     return calls_;
   }
+  // The thread each call arrived on, in the order of calls().
+  std::vector<std::thread::id> threads() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return threads_;
+  }
   // How many calls so far begin with call.
   std::size_t count(const std::string& call) const {
     std::size_t n = 0;
@@ -64,9 +70,11 @@ class HostDelegate : public QDXADDelegate {
   void add(std::string call) {
     std::lock_guard<std::mutex> lock(mutex_);
     calls_.push_back(std::move(call));
+    threads_.push_back(std::this_thread::get_id());
   }
   mutable std::mutex mutex_;
   std::vector<std::string> calls_;
+  std::vector<std::thread::id> threads_;
 };
 
 class AdFlowTest : public ::testing::Test {

@@ -42,7 +42,7 @@ TEST_F(EventFormsTest, EachFormHasExactlyItsKeysAndOnlyAdEventsAreFiled) {
   const std::set<std::string> adKeys = {"event_id", "type",     "sub_type", "adid",   "ubit",
                                         "from_appid", "to_appid", "s_time",   "e_time", "adtype"};
   QDXEvent shown = adEvent(1, 2);
-  shown.adid.reset();  // a nil string is written as null: the key stays
+  shown.adid = nullptr;  // a nil id is written as null: the key stays
   QDXEvent activation;
   activation.sub_type = 6;
   const std::vector<std::pair<Json, std::set<std::string>>> forms = {

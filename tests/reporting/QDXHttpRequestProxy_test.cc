@@ -53,7 +53,7 @@ TEST_F(SessionTest, ARequestStartsASessionThatUseTimeTakesOverFromTheRunStamp) {
   reporter().reportUseTime();
   EXPECT_EQ(bodiesFor("report_event").back()["id"], "1700000000500");
 
-  reporter().reportRequestEventWithUbit("CUSTOM", std::nullopt, std::nullopt, 8);
+  reporter().reportRequestEventWithUbit("CUSTOM", Json(), Json(), 8);
   EXPECT_TRUE(stored("(null)(null)8").is_string()) << "nil ids: the formatter's null text";
 }
 

@@ -108,6 +108,16 @@ TEST(CipherHexInput, CaseStrayCharactersAndWrongLengths) {
     }
   }
   EXPECT_TRUE(swappedOne && swappedTwo);
+  // ASCII texts take a faster road than the character walk; a character
+  // outside ASCII anywhere, the last block or an odd last digit included,
+  // still counts as the walk counts it.
+  std::string longPlain;
+  for (int i = 0; i < 300; ++i) longPlain.push_back(static_cast<char>('a' + i % 26));
+  const std::string longHex = encipherWithKey(longPlain, kKey);
+  const std::size_t lastZero = longHex.rfind('0');
+  ASSERT_NE(std::string::npos, lastZero);
+  EXPECT_EQ(longPlain, decipherWithKey(std::string(longHex).replace(lastZero, 1, "中"), kKey));
+  EXPECT_EQ(longPlain, decipherWithKey(longHex + "é", kKey)) << "an odd last character";
   // 15 bytes: below 16 and not a multiple of 8; then 16 + 6 bytes.
   EXPECT_EQ("", decipherWithKey(std::string(30, 'A'), kKey));
   EXPECT_EQ("", decipherWithKey(hex.substr(0, hex.size() - 4), kKey));

@@ -3,6 +3,7 @@
 #include "ui/QDXADView.h"
 
 #include <memory>
+#include <thread>
 
 #include <unicode/timezone.h>
 
@@ -85,6 +86,21 @@ TEST_F(ADViewTest, UsageReportIsSkippedOnlyWithTheFlagAndTheSameAppVersion) {
   EXPECT_EQ(QDXADView::initWithADType(5)->ubit(), std::nullopt);
 }
 
+// A bundle without a version matches no stored version, not even "":
+// the usage report is attempted on every load. (Without a version no
+// envelope can be built, so the attempt shows only in the log.)
+TEST_F(ADViewTest, WithoutABundleVersionTheUsageReportAlwaysGoesOut) {
+  const std::string attempt = "no envelope for https://api.qdx.example/qdx/report_u_type";
+  env_.removeBundleInfo("CFBundleShortVersionString");
+  QDXUserDefaults::saveToLocal(1, keys::kUtypeSuccessCustom);
+  QDXUserDefaults::saveToLocal("", keys::kAppVersion);
+  load(8, 1);
+  EXPECT_EQ(env_.logCount(attempt), 1u);
+  QDXUserDefaults::removeObjectFromLocal(keys::kAppVersion);
+  load(8, 1);
+  EXPECT_EQ(env_.logCount(attempt), 2u);
+}
+
 TEST_F(ADViewTest, TwoTapsOnOneDaySendOneClickAndOpenTheStoreTwice) {
   auto view = load(9, 2);
   view->tapAD(1);
@@ -104,6 +120,39 @@ TEST_F(ADViewTest, TwoTapsOnOneDaySendOneClickAndOpenTheStoreTwice) {
   EXPECT_EQ(events(kClickEvent).size(), 3u) << "no entry: absent ids, never stamped";
   EXPECT_TRUE(env_.logContains("跳转链接不存在"));
   EXPECT_EQ(host_->calls.size(), 1u + 4u);
+}
+
+// A custom-slot load calls the host on the loading thread; a tap, on the
+// main thread.
+TEST_F(ADViewTest, CallbacksArriveOnTheLoadingThreadAndTapsOnTheMainThread) {
+  auto view = QDXADView::initWithADType(8);
+  view->setDelegate(host_);
+  std::thread::id loader;
+  std::thread worker([&] {
+    loader = std::this_thread::get_id();
+    view->loadADWithCount(1);
+  });
+  worker.join();
+  view->tapAD(0);
+  ASSERT_EQ(host_->calls, (std::vector<std::string>{"onADLoaded", "onADClicked"}));
+  EXPECT_EQ(host_->threads[0], loader);
+  EXPECT_EQ(host_->threads[1], std::this_thread::get_id());
+}
+
+// A numeric app id keys the day by its text ("%@" of 20002 is "20002")
+// and travels as a number, as does the ad id.
+TEST_F(ADViewTest, ANumericAppIdKeysTheDayByItsTextAndTravelsAsANumber) {
+  ASSERT_TRUE(server_.setFault(
+      R"(get_recommend_list:payload:{"applist":[{"appid":20002,"adlist":[{"ad_id":9001,"ad_down_url":"https://apps.qdx.invalid/app/id2"}]}]})"));
+  auto view = load(8, 1);
+  view->tapAD(0);
+  view->tapAD(0);
+  ASSERT_EQ(events(kClickEvent).size(), 1u);
+  EXPECT_TRUE(events(kClickEvent)[0]["to_appid"].is_number_integer());
+  EXPECT_EQ(events(kClickEvent)[0]["to_appid"], 20002);
+  EXPECT_EQ(events(kClickEvent)[0]["adid"], 9001);
+  EXPECT_EQ(QDXUserDefaults::getObjectFromLocal("200028"), "2026-12-28");
+  EXPECT_FALSE(QDXUserDefaults::getObjectFromLocal("2000290018").is_null()) << "the request's session link";
 }
 
 // An entry without a store link opens nothing, but the day is counted:

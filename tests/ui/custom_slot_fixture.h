@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "qdx/RunLoop.h"
@@ -18,13 +19,21 @@
 
 namespace qdx::testing {
 
-// A host delegate that writes down what it hears, in order.
+// A host delegate that writes down what it hears, in order, and on which
+// thread. Not for concurrent calls: the custom-slot calls come one at a time.
 class RecordingDelegate : public QDXADDelegate {
  public:
-  void onADLoaded() override { calls.push_back("onADLoaded"); }
-  void onNoAD(long code) override { calls.push_back("onNoAD " + std::to_string(code)); }
-  void onADClicked() override { calls.push_back("onADClicked"); }
+  void onADLoaded() override { add("onADLoaded"); }
+  void onNoAD(long code) override { add("onNoAD " + std::to_string(code)); }
+  void onADClicked() override { add("onADClicked"); }
   std::vector<std::string> calls;
+  std::vector<std::thread::id> threads;  // one per call
+
+ private:
+  void add(std::string call) {
+    calls.push_back(std::move(call));
+    threads.push_back(std::this_thread::get_id());
+  }
 };
 
 class CustomSlotTest : public ::testing::Test {
