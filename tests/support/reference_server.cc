@@ -11,6 +11,7 @@ ReferenceServer::ReferenceServer(Options options) {
   launch.apps = std::move(options.apps);
   launch.faults = std::move(options.faults);
   launch.catalog = options.catalog;
+  launch.untrustedCertificate = options.untrustedCertificate;
   std::string error;
   process_ = ServerProcess::start(launch, error);
   if (!process_) {

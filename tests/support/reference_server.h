@@ -26,6 +26,8 @@ class ReferenceServer {
     std::vector<std::pair<std::string, std::string>> apps = {{kAppId, kAppKey}};
     std::vector<std::string> faults;  // "ENDPOINT:KIND[:ARG]"
     int catalog = 5;
+    // Serve a self-signed certificate that the client does not trust.
+    bool untrustedCertificate = false;
   };
 
   // Starts the server and waits until it listens; check running().

@@ -173,6 +173,29 @@ TEST_F(QdxServerTest, FaultsShapeAnswersAndCanBeChangedWhileRunning) {
   EXPECT_FALSE(server_.setFault("reg_dev:explode"));
 }
 
+TEST_F(QdxServerTest, APatternFaultsEveryMatchingAssetAndYieldsToAnEndpointsOwn) {
+  ASSERT_TRUE(server_.setFault("*.png:http:500"));
+  ASSERT_TRUE(server_.setFault("images/guess_u_like.png:garbage"));
+  EXPECT_EQ(get("/qdx/images/close120.png").status, 500);
+  EXPECT_EQ(get("/qdx/recommend/images/close.png").status, 500) << "'*' spans folders";
+  EXPECT_EQ(get("/qdx/images/guess_u_like.png").body, "not a PNG");
+  EXPECT_EQ(post("report_event", {{"k", 1}}).value("retcode", -1), 0) << "not a .png";
+}
+
+TEST(QdxServerCertificateTest, AServerWithAnUntrustedCertificateIsRefusedBeforeAnyRequest) {
+  TestEnv env;
+  ReferenceServer::Options options;
+  options.untrustedCertificate = true;
+  ReferenceServer untrusted(options);
+  ASSERT_TRUE(untrusted.running());
+  HttpRequest request;
+  request.url = std::string(kQDXApiBase) + "/qdx/images/close120.png";
+  HttpResponse response = env.performHttp(request);
+  EXPECT_FALSE(response.arrived);
+  EXPECT_NE(response.error.find("certificate"), std::string::npos) << response.error;
+  EXPECT_TRUE(untrusted.journal().empty());
+}
+
 TEST(QdxServerOptionsTest, BadFlagsAreExplained) {
   // Good flags are what every server above was started with.
   for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{

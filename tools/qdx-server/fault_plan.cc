@@ -1,5 +1,7 @@
 #include "fault_plan.h"
 
+#include <fnmatch.h>
+
 #include <cmath>
 #include <cstdlib>
 
@@ -108,6 +110,13 @@ std::optional<Fault> FaultPlan::faultFor(const std::string& endpoint) const {
   std::lock_guard<std::mutex> lock(mutex_);
   auto own = faults_.find(endpoint);
   if (own != faults_.end()) return own->second;
+  // Then a pattern ("*.png": every image), the first in the map's order.
+  for (const auto& [pattern, fault] : faults_) {
+    if (pattern != "*" && pattern.find('*') != std::string::npos &&
+        ::fnmatch(pattern.c_str(), endpoint.c_str(), 0) == 0) {
+      return fault;
+    }
+  }
   auto any = faults_.find("*");
   if (any != faults_.end()) return any->second;
   return std::nullopt;

@@ -30,7 +30,8 @@ struct Fault {
 };
 
 // Parses "ENDPOINT:KIND[:ARG]". The endpoint is a POST endpoint name
-// ("reg_dev"), an asset path under /qdx/ ("images/close120.png") or "*" for
+// ("reg_dev"), an asset path under /qdx/ ("images/close120.png"), a
+// pattern of those ("*.png": every image; '*' also matches '/') or "*" for
 // everything under /qdx/. KIND "none" clears the endpoint's fault (the
 // result then holds no fault). Returns nullopt with error set when the rule
 // is malformed.
@@ -47,7 +48,8 @@ class FaultPlan {
   // Applies a parsed rule (sets or clears one endpoint).
   void apply(const FaultRule& rule);
   void clear();
-  // The fault for endpoint: its own, else the "*" one, else none.
+  // The fault for endpoint: its own, else that of a matching pattern, else
+  // the "*" one, else none.
   std::optional<Fault> faultFor(const std::string& endpoint) const;
   // {"endpoint": "KIND[:ARG]", ...} for the control endpoint.
   Json describe() const;

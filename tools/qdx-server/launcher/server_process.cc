@@ -66,6 +66,9 @@ std::unique_ptr<ServerProcess> ServerProcess::start(const Options& options, std:
     args.push_back("--app");
     args.push_back(id + ":" + key);
   }
+  if (options.untrustedCertificate) {
+    args.insert(args.end(), {"--cert", QDX_TEST_UNTRUSTED_CERT, "--key", QDX_TEST_UNTRUSTED_KEY});
+  }
   for (const std::string& fault : options.faults) {
     args.push_back("--fault");
     args.push_back(fault);

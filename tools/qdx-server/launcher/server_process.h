@@ -22,6 +22,9 @@ class ServerProcess {
     std::vector<std::pair<std::string, std::string>> apps;  // (app id, app key)
     std::vector<std::string> faults;                        // "ENDPOINT:KIND[:ARG]"
     int catalog = 5;                                        // apps in the ad list
+    // Serve a self-signed certificate for the API host that no client
+    // trusts, instead of the one the test CA signed.
+    bool untrustedCertificate = false;
     double startTimeoutSeconds = 20;
   };
 
