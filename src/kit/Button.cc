@@ -18,6 +18,7 @@ void Button::setImage(std::shared_ptr<Image> image, ControlState state) {
   } else {
     images_.erase(state);
   }
+  setNeedsDisplay();
 }
 
 std::shared_ptr<Image> Button::imageForState(ControlState state) const {
@@ -32,6 +33,7 @@ void Button::setTitle(std::optional<std::string> title, ControlState state) {
   } else {
     titles_.erase(state);
   }
+  setNeedsDisplay();
 }
 
 std::optional<std::string> Button::titleForState(ControlState state) const {
@@ -46,6 +48,7 @@ void Button::setTitleColor(std::optional<Color> color, ControlState state) {
   } else {
     titleColors_.erase(state);
   }
+  setNeedsDisplay();
 }
 
 Color Button::titleColorForState(ControlState state) const {
@@ -56,6 +59,13 @@ Color Button::titleColorForState(ControlState state) const {
 
 void Button::setTitleFont(std::shared_ptr<Font> font) {
   titleFont_ = font ? std::move(font) : Font::systemFontOfSize(kTitleFontSize);
+  setNeedsDisplay();
+}
+
+Rect Button::contentExtent() const {
+  const double size = titleFont()->pointSize();
+  return insetRect(Rect(0, 0, frame().width(), frame().height()),
+                   EdgeInsets{-size - 2, -size - 2, -size - 2, -size - 2});
 }
 
 void Button::drawContent(Painter& painter) const {

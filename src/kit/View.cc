@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "kit/display_stamp.h"
 #include "qdx/kit/TapGestureRecognizer.h"
 #include "qdx/kit/ViewController.h"
 #include "qdx/kit/Window.h"
@@ -11,13 +12,13 @@ namespace qdx::kit {
 // Below this alpha a view is treated as invisible to touches.
 constexpr double kMinimumTouchableAlpha = 0.01;
 
-View::View() = default;
+View::View() : contentVersion_(display_stamp::next()) {}
 
 bool View::setOutlet(const std::string& name, const std::shared_ptr<View>& view) {
   (void)name, (void)view;
   return false;
 }
-View::View(const Rect& frame) : frame_(frame) {}
+View::View(const Rect& frame) : frame_(frame), contentVersion_(display_stamp::next()) {}
 
 View::~View() {
   // Children outlive a dropped parent only when someone else holds them;
@@ -26,9 +27,32 @@ View::~View() {
   for (auto& recognizer : recognizers_) recognizer->view_.reset();
 }
 
-void View::setFrame(const Rect& frame) { frame_ = frame; }
+void View::setFrame(const Rect& frame) {
+  frame_ = frame;
+  display_stamp::next();
+}
 
-void View::setAlpha(double alpha) { alpha_ = std::clamp(alpha, 0.0, 1.0); }
+void View::setAlpha(double alpha) {
+  alpha_ = std::clamp(alpha, 0.0, 1.0);
+  display_stamp::next();
+}
+
+void View::setHidden(bool hidden) {
+  hidden_ = hidden;
+  display_stamp::next();
+}
+
+void View::setBackgroundColor(std::optional<Color> color) {
+  backgroundColor_ = color;
+  setNeedsDisplay();
+}
+
+void View::setBoundsOrigin(Point origin) {
+  boundsOrigin_ = origin;
+  display_stamp::next();
+}
+
+void View::setNeedsDisplay() { contentVersion_ = display_stamp::next(); }
 
 Point View::convertPointToRoot(Point local) const {
   Point p = local;
@@ -66,6 +90,7 @@ void View::insertSubview(const std::shared_ptr<View>& view, std::size_t index) {
   index = std::min(index, subviews_.size());
   subviews_.insert(subviews_.begin() + static_cast<std::ptrdiff_t>(index), child);
   child->superview_ = selfAs<View>();
+  display_stamp::next();
 }
 
 void View::bringSubviewToFront(const std::shared_ptr<View>& view) {
@@ -76,6 +101,7 @@ void View::removeFromSuperview() {
   auto parent = superview_.lock();
   superview_.reset();
   if (parent) parent->detachChild(this);
+  display_stamp::next();
 }
 
 std::shared_ptr<View> View::viewWithTag(long tag) {
@@ -141,5 +167,7 @@ std::shared_ptr<Responder> View::nextResponder() {
 }
 
 void View::drawContent(Painter& painter) const { (void)painter; }
+
+Rect View::contentExtent() const { return Rect(0, 0, frame_.width(), frame_.height()); }
 
 }  // namespace qdx::kit

@@ -4,144 +4,17 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 
 #include "kit/painter.h"
+#include "kit/scene.h"
 #include "platform/env.h"
-#include "qdx/kit/AlertController.h"
-#include "qdx/kit/AlertView.h"
-#include "qdx/kit/Application.h"
 #include "qdx/kit/Screen.h"
-#include "qdx/kit/Window.h"
 
 namespace qdx::kit {
 namespace {
 
 // Bitmaps larger than this (in pixels per side) are refused.
 constexpr int kMaxBitmapSide = 16384;
-
-bool invisible(const View& view) {
-  return view.isHidden() || view.alpha() <= 0 || view.hidesFromRendering();
-}
-
-void drawView(Painter& painter, const View& view, bool isRoot) {
-  cairo_t* cr = painter.context();
-  if (invisible(view)) return;
-  const Layer& layer = view.layer();
-  Rect b = view.bounds();
-  Rect local(0, 0, b.width(), b.height());
-  cairo_save(cr);
-  if (!isRoot) cairo_translate(cr, view.frame().x(), view.frame().y());
-  bool group = view.alpha() < 1;
-  if (group) cairo_push_group(cr);
-
-  if (layer.shadowOpacity > 0 && layer.shadowColor.alpha > 0) {
-    // A plain shadow: the bounds' shape, offset, softened by a few rings.
-    Rect shadow(layer.shadowOffset.width, layer.shadowOffset.height, b.width(), b.height());
-    int rings = std::clamp(static_cast<int>(layer.shadowRadius), 1, 6);
-    for (int i = rings; i >= 1; --i) {
-      double grow = layer.shadowRadius * i / rings / 2;
-      painter.roundedRect(Rect(shadow.x() - grow, shadow.y() - grow, shadow.width() + 2 * grow,
-                           shadow.height() + 2 * grow),
-                  layer.cornerRadius + grow);
-      painter.setColor(layer.shadowColor, layer.shadowOpacity / rings);
-      cairo_fill(cr);
-    }
-  }
-  if (auto background = view.backgroundColor(); background && background->alpha > 0) {
-    painter.roundedRect(local, layer.cornerRadius);
-    painter.setColor(*background);
-    cairo_fill(cr);
-  }
-
-  cairo_save(cr);
-  if (layer.masksToBounds) {
-    painter.roundedRect(local, layer.cornerRadius);
-    cairo_clip(cr);
-  }
-  view.drawContent(painter);
-  cairo_translate(cr, -b.x(), -b.y());
-  for (const auto& child : view.subviews()) drawView(painter, *child, false);
-  cairo_restore(cr);
-
-  if (layer.borderWidth > 0 && layer.borderColor.alpha > 0) {
-    double half = layer.borderWidth / 2;
-    painter.roundedRect(Rect(half, half, b.width() - layer.borderWidth, b.height() - layer.borderWidth),
-                std::max(0.0, layer.cornerRadius - half));
-    cairo_set_line_width(cr, layer.borderWidth);
-    painter.setColor(layer.borderColor);
-    cairo_stroke(cr);
-  }
-
-  if (group) {
-    cairo_pop_group_to_source(cr);
-    cairo_paint_with_alpha(cr, view.alpha());
-  }
-  cairo_restore(cr);
-}
-
-// --- Alerts ---------------------------------------------------------------
-
-void drawAlertBox(Painter& painter, const Rect& screen, const std::optional<std::string>& title,
-                  const std::optional<std::string>& message,
-                  const std::vector<std::string>& buttons) {
-  cairo_t* cr = painter.context();
-  constexpr double kWidth = 270, kButtonHeight = 44, kPad = 16;
-  double textHeight = (title ? 24 : 0) + (message ? 36 : 0);
-  double rows = buttons.size() == 2 ? 1 : static_cast<double>(buttons.size());
-  double height = kPad * 2 + textHeight + rows * kButtonHeight;
-  Rect box(screen.midX() - kWidth / 2, screen.midY() - height / 2, kWidth, height);
-  painter.roundedRect(box, 13);
-  painter.setColor(Color::rgba(0.97, 0.97, 0.97, 1));
-  cairo_fill(cr);
-  double y = box.y() + kPad;
-  if (title) {
-    TextStyle style{Font::boldSystemFontOfSize(17), Color::black(), TextAlignmentCenter, 1};
-    painter.drawText(AttributedString(*title), style, Rect(box.x() + kPad, y, kWidth - 2 * kPad, 24));
-    y += 24;
-  }
-  if (message) {
-    TextStyle style{Font::systemFontOfSize(13), Color::black(), TextAlignmentCenter, 2};
-    painter.drawText(AttributedString(*message), style, Rect(box.x() + kPad, y, kWidth - 2 * kPad, 36));
-    y += 36;
-  }
-  y += kPad;
-  TextStyle buttonStyle{Font::systemFontOfSize(17), Color::rgba(0, 122.0 / 255, 1, 1),
-                        TextAlignmentCenter, 1};
-  for (std::size_t i = 0; i < buttons.size(); ++i) {
-    Rect cell = buttons.size() == 2
-                    ? Rect(box.x() + i * kWidth / 2, y, kWidth / 2, kButtonHeight)
-                    : Rect(box.x(), y + i * kButtonHeight, kWidth, kButtonHeight);
-    painter.setColor(Color::rgba(0.8, 0.8, 0.8, 1));
-    cairo_rectangle(cr, cell.x(), cell.y(), cell.width(), 0.5);
-    cairo_fill(cr);
-    painter.drawText(AttributedString(buttons[i]), buttonStyle, cell);
-  }
-}
-
-void drawPresented(Painter& painter, const Window& window) {
-  auto root = window.rootViewController();
-  for (auto vc = root ? root->presentedViewController() : nullptr; vc;
-       vc = vc->presentedViewController()) {
-    drawView(painter, *vc->view(), false);
-    if (auto* alert = dynamic_cast<AlertController*>(vc.get())) {
-      std::vector<std::string> titles;
-      for (const auto& action : alert->actions()) titles.push_back(action->title().value_or(""));
-      drawAlertBox(painter, window.bounds(), alert->title(), alert->message(), titles);
-    }
-  }
-}
-
-void drawAlertViews(Painter& painter, const Window& window) {
-  cairo_t* cr = painter.context();
-  auto& app = Application::sharedApplication();
-  if (app.keyWindow().get() != &window) return;
-  for (const auto& alert : app.visibleAlertViews()) {
-    painter.setColor(Color::rgba(0, 0, 0, 0.4));
-    cairo_paint(cr);
-    drawAlertBox(painter, window.bounds(), alert->title(), alert->message(), alert->buttonTitles());
-  }
-}
 
 cairo_status_t appendToString(void* closure, const unsigned char* data, unsigned int length) {
   static_cast<std::string*>(closure)->append(reinterpret_cast<const char*>(data), length);
@@ -164,11 +37,8 @@ cairo_surface_t* renderSurface(const std::shared_ptr<View>& view, double scale) 
   cairo_t* cr = cairo_create(surface);
   cairo_scale(cr, scale, scale);
   Painter painter(cr);
-  drawView(painter, *view, true);
-  if (auto* window = dynamic_cast<const Window*>(view.get()); window && !invisible(*window)) {
-    drawPresented(painter, *window);
-    drawAlertViews(painter, *window);
-  }
+  // A snapshot shows the tree as it stands, not halfway through a fade.
+  paintScene(painter, *view, SceneOptions{.animated = false});
   cairo_destroy(cr);
   cairo_surface_flush(surface);
   return surface;

@@ -1,6 +1,7 @@
 #include "platform/env.h"
 
 #include <atomic>
+#include <chrono>
 
 #include "platform/posix_env.h"
 
@@ -27,5 +28,10 @@ Env* Env::Default() {
 void Env::Install(Env* env) { installedEnv.store(env, std::memory_order_release); }
 
 bool Env::setApplicationState(int) { return false; }
+
+double Env::monotonicNow() {
+  auto sinceStart = std::chrono::steady_clock::now().time_since_epoch();
+  return std::chrono::duration<double>(sinceStart).count();
+}
 
 }  // namespace qdx

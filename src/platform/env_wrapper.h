@@ -30,6 +30,7 @@ class EnvWrapper : public Env {
   std::string bundleResourceDirectory() override { return target_->bundleResourceDirectory(); }
 
   double now() override { return target_->now(); }
+  double monotonicNow() override { return target_->monotonicNow(); }
 
   std::string homeDirectory() override { return target_->homeDirectory(); }
   std::string documentsDirectory() override { return target_->documentsDirectory(); }

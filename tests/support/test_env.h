@@ -40,6 +40,14 @@ class TestEnv : public EnvWrapper {
   void advance(double seconds);
   double now() override;
 
+  // Fixes the monotonic clock (run-loop timers, animations, gestures) at
+  // seconds; until then it is the system's steady clock. A fixed clock
+  // moves only when a test steps it, so nothing in the test sleeps.
+  void setMonotonicNow(double seconds);
+  // Steps the monotonic clock forward (fixing it first when it was not).
+  void advanceMonotonic(double seconds);
+  double monotonicNow() override;
+
   // Every line logged so far, in order.
   std::vector<std::string> logLines() const;
   void clearLog();
@@ -93,6 +101,7 @@ class TestEnv : public EnvWrapper {
   TestEnv* outer_ = nullptr;
   mutable std::mutex mutex_;
   std::optional<double> fixedNow_;
+  std::optional<double> fixedMonotonic_;
   std::vector<std::string> logLines_;
   std::vector<std::string> openedURLs_;
 };
