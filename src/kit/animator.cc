@@ -51,7 +51,7 @@ PresentationLook Animator::lookAt(ModalTransitionStyle style, bool appearing, do
 void Animator::presentationBegan(const std::shared_ptr<View>& view, ModalTransitionStyle style) {
   if (!view) return;
   std::erase_if(transitions_, [&](const Transition& t) { return t.view.lock() == view; });
-  Transition t{view, nullptr, {}, style, true, clockNow(), {}};
+  Transition t{view, {}, style, true, clockNow(), {}};
   t.look = lookAt(style, true, 0, view->bounds().height());
   transitions_.push_back(std::move(t));
   display_stamp::next();
@@ -63,7 +63,7 @@ void Animator::presentationEnded(const std::shared_ptr<View>& view, const std::s
   if (!view || !window) return;
   // It leaves from where its appearance had got to.
   std::erase_if(transitions_, [&](const Transition& t) { return t.view.lock() == view; });
-  Transition t{view, view, window, style, false, clockNow(), {}};
+  Transition t{view, window, style, false, clockNow(), {}};
   t.look = lookAt(style, false, 0, view->bounds().height());
   transitions_.push_back(std::move(t));
   display_stamp::next();
@@ -81,7 +81,7 @@ std::vector<DepartingView> Animator::departingFrom(const Window& window) const {
   std::vector<DepartingView> views;
   for (const auto& t : transitions_) {
     if (t.appearing || t.window.lock().get() != &window) continue;
-    views.push_back({t.departing, t.look});
+    if (auto view = t.view.lock()) views.push_back({view, t.look});
   }
   return views;
 }

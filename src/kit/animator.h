@@ -48,7 +48,8 @@ class Animator {
   // view was presented in window with style, animated.
   void presentationBegan(const std::shared_ptr<View>& view, ModalTransitionStyle style);
   // view left window's tree by an animated dismissal; it is drawn over
-  // the window until the transition ends.
+  // the window until the transition ends, while someone still holds it
+  // (the animation never keeps a dismissed controller's view alive).
   void presentationEnded(const std::shared_ptr<View>& view, const std::shared_ptr<Window>& window,
                          ModalTransitionStyle style);
   // How view is drawn now: the identity unless it is being presented.
@@ -81,7 +82,6 @@ class Animator {
   Animator() = default;
   struct Transition {
     std::weak_ptr<View> view;
-    std::shared_ptr<View> departing;  // held while it is drawn away
     std::weak_ptr<Window> window;
     ModalTransitionStyle style;
     bool appearing;

@@ -154,7 +154,7 @@ TEST(Swipes, PagesSettleInTheSwipesDirectionInsideTheContent) {
   // Deceleration starts where the finger let go and ends on the page.
   EXPECT_EQ(log->calls[0], "will@100");
   EXPECT_EQ(log->calls[1], "did@320");
-  EXPECT_EQ(log->calls[10], "will@-106");  // a pull before the first page bounces
+  EXPECT_EQ(log->calls[10], "will@-81");  // a pull before the first page resists and bounces
   scroll->setBounces(false);
   swipe(scroll, -200);
   EXPECT_EQ(log->calls[14], "will@0");

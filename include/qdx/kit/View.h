@@ -87,7 +87,7 @@ class QDX_EXPORT View : public Responder {
   bool isUserInteractionEnabled() const { return userInteractionEnabled_; }
   void setUserInteractionEnabled(bool enabled) { userInteractionEnabled_ = enabled; }
   bool clipsToBounds() const { return layer_.masksToBounds; }
-  void setClipsToBounds(bool clips) { layer_.masksToBounds = clips; }
+  void setClipsToBounds(bool clips) { layer().masksToBounds = clips; }
   // The mutable layer: taking it counts as changing how the view looks.
   Layer& layer() {
     setNeedsDisplay();
