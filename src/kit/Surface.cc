@@ -138,15 +138,22 @@ std::vector<Rect> Surface::draw(std::uint8_t* pixels, int stride, PixelFormat fo
     return {};
   }
   cairo_t* cr = cairo_create(canvas);
-  for (const PixelRect& r : dirty) cairo_rectangle(cr, r.x, r.y, r.width, r.height);
-  cairo_clip(cr);
-  // Where no view draws stays transparent, for a host's scene below.
-  cairo_set_operator(cr, CAIRO_OPERATOR_CLEAR);
-  cairo_paint(cr);
-  cairo_set_operator(cr, CAIRO_OPERATOR_OVER);
-  cairo_scale(cr, scale_, scale_);
-  Painter painter(cr);
-  paintScene(painter, *window_, SceneOptions{.animated = true});
+  // One pass per rectangle: cairo composites exactly under a clip of one
+  // whole-pixel rectangle, while a clip of several becomes a mask whose
+  // rounding would make a redrawn area differ from a full draw.
+  for (const PixelRect& r : dirty) {
+    cairo_save(cr);
+    cairo_rectangle(cr, r.x, r.y, r.width, r.height);
+    cairo_clip(cr);
+    // Where no view draws stays transparent, for a host's scene below.
+    cairo_set_operator(cr, CAIRO_OPERATOR_CLEAR);
+    cairo_paint(cr);
+    cairo_set_operator(cr, CAIRO_OPERATOR_OVER);
+    cairo_scale(cr, scale_, scale_);
+    Painter painter(cr);
+    paintScene(painter, *window_, SceneOptions{.animated = true});
+    cairo_restore(cr);
+  }
   cairo_destroy(cr);
   cairo_surface_flush(canvas);
   if (!direct) {
