@@ -1,9 +1,19 @@
 #pragma once
 // Run loops: each thread may have one. The process main thread's loop is the
-// "main queue": the SDK posts its completions, view changes and timers to
-// it, so a host runs it on its main thread (runFor / runUntil / runOnce),
-// as an app's event loop would. A loop only does work while its own thread
-// runs it.
+// "main queue": the SDK posts its completions, view changes, timers and
+// animation steps to it, so a host runs it on its main thread (runFor /
+// runUntil / runOnce), as an app's event loop would. A loop only does work
+// while its own thread runs it.
+//
+// A host with a frame loop of its own (SDL, GLFW, a game engine) does not
+// hand its thread over: each frame it calls pump(), sleeps at most
+// secondsUntilNextDeadline(), and lets the wake handler end the sleep early
+// when another thread posts a block.
+//
+// Timers measure time on the platform's monotonic clock (the one the
+// platform seam provides), so a test that steps that clock fires them
+// without sleeping; runFor, runUntil and runOnce bound how long they block
+// in real time.
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -53,6 +63,20 @@ class QDX_EXPORT RunLoop {
   // Serves events for at most seconds; returns after the first handled
   // event when returnAfterSourceHandled is true.
   void runOnce(double seconds, bool returnAfterSourceHandled);
+
+  // Serves, without waiting, the blocks queued before the call, the timers
+  // due now and the watched descriptors that are readable. Returns whether
+  // anything ran. Must be called on the loop's own thread.
+  bool pump();
+  // Seconds until this loop next has work: 0 when a block is queued, the
+  // time to the earliest timer (an animation step is one) otherwise, never
+  // negative, and +infinity when nothing is scheduled. Safe from any thread.
+  double secondsUntilNextDeadline() const;
+  // Sets the handler called whenever a block is posted or a timer added,
+  // from the posting thread (any thread), so a host sleeping in its own
+  // loop can wake up (an SDL host pushes a user event). It must be quick and
+  // must not call back into this loop. An empty function removes it.
+  void setWakeHandler(std::function<void()> handler);
 
   // The names of the loop's modes. There is one: "kCFRunLoopDefaultMode".
   std::vector<std::string> modes() const;

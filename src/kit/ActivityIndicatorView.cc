@@ -6,6 +6,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "kit/animator.h"
 #include "kit/painter.h"
 
 namespace qdx::kit {
@@ -14,6 +15,27 @@ ActivityIndicatorView::ActivityIndicatorView(ActivityIndicatorViewStyle style) :
   double side = style == ActivityIndicatorViewStyleWhiteLarge ? 37 : 20;
   setFrame(Rect(0, 0, side, side));
   setUserInteractionEnabled(false);
+}
+
+void ActivityIndicatorView::startAnimating() {
+  if (animating_) return;
+  animating_ = true;
+  setNeedsDisplay();
+  Animator::shared().spinChanged(selfAs<ActivityIndicatorView>());
+}
+
+void ActivityIndicatorView::stopAnimating() {
+  if (!animating_) return;
+  animating_ = false;
+  setNeedsDisplay();
+  Animator::shared().spinChanged(selfAs<ActivityIndicatorView>());
+}
+
+void ActivityIndicatorView::setSpinStep(int step) {
+  step = ((step % 12) + 12) % 12;
+  if (step == spinStep_) return;
+  spinStep_ = step;
+  setNeedsDisplay();
 }
 
 Color ActivityIndicatorView::color() const {
@@ -30,7 +52,7 @@ void ActivityIndicatorView::drawContent(Painter& painter) const {
   cairo_set_line_width(cr, std::max(1.0, outer / 5));
   cairo_set_line_cap(cr, CAIRO_LINE_CAP_ROUND);
   for (int i = 0; i < kSpokes; ++i) {
-    const double angle = 2 * std::numbers::pi * i / kSpokes;
+    const double angle = 2 * std::numbers::pi * (i + spinStep_) / kSpokes;
     painter.setColor(color(), 0.25 + 0.75 * i / kSpokes);
     cairo_move_to(cr, cx + std::cos(angle) * outer * 0.5, cy + std::sin(angle) * outer * 0.5);
     cairo_line_to(cr, cx + std::cos(angle) * outer * 0.9, cy + std::sin(angle) * outer * 0.9);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "kit/display_stamp.h"
 #include "platform/env.h"
 #include "platform/log_gate.h"
 #include "qdx/RunLoop.h"
@@ -42,6 +43,7 @@ void Application::removeWindow(const std::shared_ptr<Window>& window) {
   std::lock_guard lock(mutex_);
   windows_.erase(std::remove(windows_.begin(), windows_.end(), window), windows_.end());
   if (keyWindow_.lock() == window) keyWindow_.reset();
+  display_stamp::next();
 }
 
 std::shared_ptr<Window> Application::keyWindow() const {
@@ -52,6 +54,7 @@ std::shared_ptr<Window> Application::keyWindow() const {
 void Application::setKeyWindow(const std::shared_ptr<Window>& window) {
   std::lock_guard lock(mutex_);
   keyWindow_ = window;
+  display_stamp::next();
 }
 
 ApplicationState Application::applicationState() const {
@@ -81,6 +84,7 @@ void Application::addVisibleAlertView(const std::shared_ptr<AlertView>& alert) {
   if (!alert) return;
   std::lock_guard lock(mutex_);
   alerts_.push_back(alert);
+  display_stamp::next();
 }
 
 void Application::removeVisibleAlertView(const AlertView* alert) {
@@ -92,6 +96,7 @@ void Application::removeVisibleAlertView(const AlertView* alert) {
     keep = *it;
     alerts_.erase(it);
   }
+  display_stamp::next();
 }
 
 }  // namespace qdx::kit

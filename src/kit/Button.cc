@@ -20,6 +20,7 @@ void Button::setImage(std::shared_ptr<Image> image, ControlState state) {
   } else {
     images_.erase(state);
   }
+  setNeedsDisplay();
 }
 
 std::shared_ptr<Image> Button::imageForState(ControlState state) const {
@@ -35,6 +36,7 @@ void Button::setTitle(std::optional<std::string> title, ControlState state) {
   } else {
     titles_.erase(state);
   }
+  setNeedsDisplay();
 }
 
 std::optional<std::string> Button::titleForState(ControlState state) const {
@@ -50,6 +52,7 @@ void Button::setTitleColor(std::optional<Color> color, ControlState state) {
   } else {
     titleColors_.erase(state);
   }
+  setNeedsDisplay();
 }
 
 Color Button::titleColorForState(ControlState state) const {
@@ -61,6 +64,13 @@ Color Button::titleColorForState(ControlState state) const {
 void Button::setTitleFont(std::shared_ptr<Font> font) {
   QDX_KIT_MAIN_THREAD("Button::setTitleFont");
   titleFont_ = font ? std::move(font) : Font::systemFontOfSize(kTitleFontSize);
+  setNeedsDisplay();
+}
+
+Rect Button::contentExtent() const {
+  const double size = titleFont()->pointSize();
+  return insetRect(Rect(0, 0, frame().width(), frame().height()),
+                   EdgeInsets{-size - 2, -size - 2, -size - 2, -size - 2});
 }
 
 void Button::drawContent(Painter& painter) const {

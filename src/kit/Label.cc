@@ -30,6 +30,14 @@ Label::Label(const Rect& frame) : View(frame), font_(Font::systemFontOfSize(kDef
 void Label::setFont(std::shared_ptr<Font> font) {
   QDX_KIT_MAIN_THREAD("Label::setFont");
   font_ = font ? std::move(font) : Font::systemFontOfSize(kDefaultFontSize);
+  setNeedsDisplay();
+}
+
+Rect Label::contentExtent() const {
+  const double size = font()->pointSize();
+  const int lines = numberOfLines() > 0 ? numberOfLines() : 4;
+  return insetRect(Rect(0, 0, frame().width(), frame().height()),
+                   EdgeInsets{-lines * size - 2, -size - 2, -lines * size - 2, -size - 2});
 }
 
 void Label::drawContent(Painter& painter) const {

@@ -22,6 +22,14 @@ void PageControl::setNumberOfPages(long pages) {
 void PageControl::setCurrentPage(long page) {
   QDX_KIT_MAIN_THREAD("PageControl::setCurrentPage");
   current_ = pages_ == 0 ? 0 : std::clamp(page, 0L, pages_ - 1);
+  setNeedsDisplay();
+}
+
+Rect PageControl::contentExtent() const {
+  const Rect b = bounds();
+  const double half = std::max(0L, numberOfPages() - 1) * kDotSpacing / 2 + kDotDiameter;
+  return Rect(std::min(0.0, b.width() / 2 - half), std::min(0.0, b.height() / 2 - kDotDiameter),
+              std::max(b.width(), 2 * half), std::max(b.height(), 2 * kDotDiameter));
 }
 
 void PageControl::drawContent(Painter& painter) const {

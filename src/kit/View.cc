@@ -4,6 +4,7 @@
 #include <cmath>
 #include <sstream>
 
+#include "kit/display_stamp.h"
 #include "kit/main_thread.h"
 #include "platform/log_gate.h"
 #include "qdx/kit/TapGestureRecognizer.h"
@@ -47,13 +48,14 @@ Rect acceptedFrame(const Rect& frame, const Rect& kept) {
 
 }  // namespace
 
-View::View() = default;
+View::View() : contentVersion_(display_stamp::next()) {}
 
 bool View::setOutlet(const std::string& name, const std::shared_ptr<View>& view) {
   (void)name, (void)view;
   return false;
 }
-View::View(const Rect& frame) : frame_(acceptedFrame(frame, Rect())) {}
+View::View(const Rect& frame)
+    : frame_(acceptedFrame(frame, Rect())), contentVersion_(display_stamp::next()) {}
 
 View::~View() {
   // Children outlive a dropped parent only when someone else holds them;
@@ -65,12 +67,34 @@ View::~View() {
 void View::setFrame(const Rect& frame) {
   QDX_KIT_MAIN_THREAD("View::setFrame");
   frame_ = acceptedFrame(frame, frame_);
+  display_stamp::next();
 }
 
 void View::setAlpha(double alpha) {
   QDX_KIT_MAIN_THREAD("View::setAlpha");
   alpha_ = std::clamp(alpha, 0.0, 1.0);
+  display_stamp::next();
 }
+
+void View::setHidden(bool hidden) {
+  QDX_KIT_MAIN_THREAD("View::setHidden");
+  hidden_ = hidden;
+  display_stamp::next();
+}
+
+void View::setBackgroundColor(std::optional<Color> color) {
+  QDX_KIT_MAIN_THREAD("View::setBackgroundColor");
+  backgroundColor_ = color;
+  setNeedsDisplay();
+}
+
+void View::setBoundsOrigin(Point origin) {
+  QDX_KIT_MAIN_THREAD("View::setBoundsOrigin");
+  boundsOrigin_ = origin;
+  display_stamp::next();
+}
+
+void View::setNeedsDisplay() { contentVersion_ = display_stamp::next(); }
 
 Point View::convertPointToRoot(Point local) const {
   Point p = local;
@@ -110,6 +134,7 @@ void View::insertSubview(const std::shared_ptr<View>& view, std::size_t index) {
   index = std::min(index, subviews_.size());
   subviews_.insert(subviews_.begin() + static_cast<std::ptrdiff_t>(index), child);
   child->superview_ = selfAs<View>();
+  display_stamp::next();
 }
 
 void View::bringSubviewToFront(const std::shared_ptr<View>& view) {
@@ -122,6 +147,7 @@ void View::removeFromSuperview() {
   auto parent = superview_.lock();
   superview_.reset();
   if (parent) parent->detachChild(this);
+  display_stamp::next();
 }
 
 std::shared_ptr<View> View::viewWithTag(long tag) {
@@ -187,5 +213,7 @@ std::shared_ptr<Responder> View::nextResponder() {
 }
 
 void View::drawContent(Painter& painter) const { (void)painter; }
+
+Rect View::contentExtent() const { return Rect(0, 0, frame_.width(), frame_.height()); }
 
 }  // namespace qdx::kit

@@ -1,5 +1,7 @@
 #include "qdx/kit/ViewController.h"
 
+#include "kit/animator.h"
+#include "kit/display_stamp.h"
 #include "kit/main_thread.h"
 #include "platform/log_gate.h"
 #include "qdx/kit/Screen.h"
@@ -38,7 +40,7 @@ bool ViewController::isOnScreen() const {
 }
 
 void ViewController::presentViewController(const std::shared_ptr<ViewController>& controller,
-                                           bool /*animated*/, Completion completion) {
+                                           bool animated, Completion completion) {
   QDX_KIT_MAIN_THREAD("ViewController::presentViewController");
   if (!controller || controller.get() == this) {
     debugLog("Attempt to present an absent view controller");
@@ -60,6 +62,9 @@ void ViewController::presentViewController(const std::shared_ptr<ViewController>
   controller->presenting_ = selfAs<ViewController>();
   // The presented view covers the screen.
   controller->view()->setFrame(Screen::mainScreen().bounds());
+  display_stamp::next();
+  // The tree holds the new controller now; a surface draws it coming in.
+  if (animated) Animator::shared().presentationBegan(controller->view(), controller->modalTransitionStyle());
   if (completion) completion();
 }
 
@@ -76,15 +81,29 @@ void ViewController::dismissViewController(bool animated, Completion completion)
     }
     return;
   }
-  // Unlink the whole chain above this controller, top first.
+  // The window the chain is shown in, found before it is unlinked.
+  std::shared_ptr<Window> window;
+  for (auto vc = self; vc && !window; vc = vc->presenting_.lock()) {
+    if (vc->view_) window = vc->view_->window();
+  }
+  // Unlink the whole chain above this controller, top first. The views
+  // leave the tree now; a surface draws them going, bottom first.
+  std::vector<std::shared_ptr<ViewController>> departing;
   auto top = presented_;
   while (top->presented_) top = top->presented_;
   while (top.get() != this) {
+    departing.insert(departing.begin(), top);
     auto below = top->presenting_.lock();
     top->presenting_.reset();
     if (!below) break;
     below->presented_.reset();
     top = below;
+  }
+  display_stamp::next();
+  if (animated && window) {
+    for (const auto& gone : departing) {
+      if (gone->view_) Animator::shared().presentationEnded(gone->view_, window, gone->modalTransitionStyle());
+    }
   }
   if (completion) completion();
 }

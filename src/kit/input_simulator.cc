@@ -3,18 +3,41 @@
 #include <algorithm>
 #include <cmath>
 
-#include "qdx/kit/Application.h"
+#include "kit/animator.h"
+#include "kit/gesture_tracker.h"
+#include "platform/env.h"
 #include "qdx/kit/Control.h"
 #include "qdx/kit/TapGestureRecognizer.h"
 
 namespace qdx::kit {
 namespace {
 
-bool blockedByAlert(const Window& window) {
-  auto& app = Application::sharedApplication();
-  if (app.keyWindow().get() == &window && !app.visibleAlertViews().empty()) return true;
-  auto top = window.topPresentedViewController();
-  return top && dynamic_cast<AlertController*>(top.get()) != nullptr;
+// The root a finger on view touches: its window, or the top of its tree
+// when that is in none. at is moved into the returned root's coordinates.
+std::shared_ptr<View> screenRootOf(const std::shared_ptr<View>& view, Point& at) {
+  auto root = view;
+  while (auto up = root->superview()) root = up;
+  if (std::dynamic_pointer_cast<Window>(root)) return root;
+  // A presented controller's view is shown over its presenter's window.
+  auto controller = root->viewController();
+  for (auto presenter = controller ? controller->presentingViewController() : nullptr; presenter;
+       presenter = presenter->presentingViewController()) {
+    if (!presenter->isViewLoaded()) continue;
+    if (auto window = presenter->view()->window()) {
+      at = {at.x + root->frame().x(), at.y + root->frame().y()};
+      return window;
+    }
+  }
+  return root;
+}
+
+// A finger down and up at point, at once.
+bool tapThrough(const std::shared_ptr<View>& root, Point point) {
+  GestureTracker finger(root);
+  double t = Env::Default()->monotonicNow();
+  if (!finger.down(point, t)) return false;
+  finger.up(point, t);
+  return finger.lastTapActed();
 }
 
 }  // namespace
@@ -50,48 +73,45 @@ bool deliverTap(const std::shared_ptr<View>& hit) {
 }
 
 bool tapAt(const std::shared_ptr<Window>& window, Point point) {
-  if (!window || blockedByAlert(*window)) return false;
-  return deliverTap(hitTestWindow(window, point));
+  if (!window) return false;
+  return tapThrough(window, point);
 }
 
 bool tapInTree(const std::shared_ptr<View>& root, Point point) {
   if (!root) return false;
-  if (auto window = std::dynamic_pointer_cast<Window>(root)) return tapAt(window, point);
-  return deliverTap(root->hitTest(point));
+  return tapThrough(root, point);
 }
 
 bool tapView(const std::shared_ptr<View>& view) {
   if (!view) return false;
-  auto root = view;
-  while (auto up = root->superview()) root = up;
   Rect b = view->bounds();
-  return tapInTree(root, view->convertPointToRoot({b.midX(), b.midY()}));
+  Point at = view->convertPointToRoot({b.midX(), b.midY()});
+  return tapThrough(screenRootOf(view, at), at);
 }
 
 long swipe(const std::shared_ptr<ScrollView>& scrollView, double distance) {
   if (!scrollView) return 0;
   double width = scrollView->bounds().width();
   auto pageOf = [width](double x) { return width > 0 ? std::lround(x / width) : 0L; };
-  Point start = scrollView->contentOffset();
-  if (distance == 0) return pageOf(start.x);
+  if (distance == 0 || !std::isfinite(distance)) return pageOf(scrollView->contentOffset().x);
 
-  double maxX = scrollView->maxContentOffsetX();
-  double slack = scrollView->bounces() ? width / 3 : 0;
-  double dragged = std::clamp(start.x + distance, -slack, maxX + slack);
-  scrollView->setContentOffset({dragged, start.y});
-  if (auto d = scrollView->delegate()) d->scrollViewWillBeginDecelerating(*scrollView);
-
-  double settled = std::clamp(dragged, 0.0, maxX);
-  if (scrollView->isPagingEnabled() && width > 0) {
-    constexpr double kEps = 1e-9;
-    double position = dragged / width;
-    long page = distance > 0 ? static_cast<long>(std::ceil(position - kEps))
-                             : static_cast<long>(std::floor(position + kEps));
-    page = std::clamp(page, 0L, scrollView->pageCount() - 1);
-    settled = std::clamp(page * width, 0.0, std::max(maxX, 0.0));
+  // A quick flick from the middle of the visible content: the finger
+  // moves against the content, a frame at a time.
+  Rect b = scrollView->bounds();
+  Point from = scrollView->convertPointToRoot({b.midX(), b.midY()});
+  GestureTracker finger(screenRootOf(scrollView, from));
+  // Six moves, never slower than a fling: a tenth of a second at most.
+  double t = Env::Default()->monotonicNow();
+  constexpr int kMoves = 6;
+  const double step = std::min(0.1, std::abs(distance) / (4 * kFlingVelocity)) / kMoves;
+  if (finger.down(from, t)) {
+    for (int i = 1; i <= kMoves; ++i) {
+      finger.move({from.x - distance * i / kMoves, from.y}, t + i * step);
+    }
+    finger.up({from.x - distance, from.y}, t + kMoves * step);
   }
-  scrollView->setContentOffset({settled, start.y});
-  if (auto d = scrollView->delegate()) d->scrollViewDidEndDecelerating(*scrollView);
+  // The simulated user waits for the content to come to rest.
+  Animator::shared().finishSettle(*scrollView);
   return pageOf(scrollView->contentOffset().x);
 }
 

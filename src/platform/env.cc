@@ -1,6 +1,7 @@
 #include "platform/env.h"
 
 #include <atomic>
+#include <chrono>
 
 #include "platform/posix_env.h"
 
@@ -31,5 +32,10 @@ bool Env::setApplicationState(int) { return false; }
 double Env::requestTimeoutSeconds() { return 10; }
 
 double Env::downloadTimeoutSeconds() { return 60; }
+
+double Env::monotonicNow() {
+  auto sinceStart = std::chrono::steady_clock::now().time_since_epoch();
+  return std::chrono::duration<double>(sinceStart).count();
+}
 
 }  // namespace qdx

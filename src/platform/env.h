@@ -72,6 +72,11 @@ class Env {
   // --- Clock ---------------------------------------------------------------
   // Seconds since 1970-01-01 UTC, with the fraction.
   virtual double now() = 0;
+  // Seconds on a clock that never goes back and ignores changes to the
+  // wall time, from an arbitrary start: run-loop timers, animations and
+  // gestures measure time on it. The default reads the system's steady
+  // clock.
+  virtual double monotonicNow();
 
   // --- Directories ---------------------------------------------------------
   // The app's home directory; Documents and Library/Caches live under it.

@@ -33,6 +33,7 @@ class EnvWrapper : public Env {
   double downloadTimeoutSeconds() override { return target_->downloadTimeoutSeconds(); }
 
   double now() override { return target_->now(); }
+  double monotonicNow() override { return target_->monotonicNow(); }
 
   std::string homeDirectory() override { return target_->homeDirectory(); }
   std::string documentsDirectory() override { return target_->documentsDirectory(); }

@@ -14,6 +14,7 @@
 #include <condition_variable>
 #include <deque>
 #include <exception>
+#include <limits>
 #include <map>
 #include <mutex>
 #include <set>
@@ -31,10 +32,14 @@ namespace {
 // cannot spin the loop.
 constexpr double kMinimumRepeatInterval = 1e-4;
 
-double monotonicSeconds() {
+// How long a call may block: real time, whatever clock the platform gives.
+double realSeconds() {
   auto sinceStart = std::chrono::steady_clock::now().time_since_epoch();
   return std::chrono::duration<double>(sinceStart).count();
 }
+
+// When timers are due: the platform's monotonic clock, which tests step.
+double timerSeconds() { return Env::Default()->monotonicNow(); }
 
 // Runs one block; nothing it throws leaves the loop.
 void runGuarded(const RunLoop::Block& block) {
@@ -99,8 +104,9 @@ struct RunLoop::Impl {
     std::shared_ptr<Block> fire;
   };
 
-  std::mutex mutex;
+  mutable std::mutex mutex;
   std::deque<Block> queue;
+  std::shared_ptr<const std::function<void()>> wakeHandler;
   std::map<TimerId, Timer> timers;
   // Timers by fire time: the earliest is first.
   std::set<std::pair<double, TimerId>> schedule;
@@ -115,6 +121,12 @@ struct RunLoop::Impl {
   }
 
   void wake() {
+    std::shared_ptr<const std::function<void()>> handler;
+    {
+      std::lock_guard<std::mutex> lock(mutex);
+      handler = wakeHandler;
+    }
+    if (handler && *handler) runGuarded(*handler);
     int fd = wakeChannel->fd.load();
     if (fd < 0) return;
     std::uint64_t one = 1;
@@ -169,12 +181,53 @@ struct RunLoop::Impl {
   }
 
   // Seconds until something is due, capped at limit; 0 when a block waits.
-  double waitBound(double now, double limit) {
+  double waitBound(double now, double limit) const {
     std::lock_guard<std::mutex> lock(mutex);
     if (!queue.empty()) return 0;
     double wait = limit;
     if (!schedule.empty()) wait = std::min(wait, schedule.begin()->first - now);
     return std::max(wait, 0.0);
+  }
+
+  // One pass: the blocks queued before it (ones they queue wait for the
+  // next pass, so timers and descriptors are served in between), the due
+  // timers, then the descriptors, waiting for them at most wait seconds.
+  // Returns whether something ran; with stopAfterOne it stops at the first.
+  bool servePass(double wait, bool stopAfterOne) {
+    bool handled = false;
+    std::size_t queued;
+    {
+      std::lock_guard<std::mutex> lock(mutex);
+      queued = queue.size();
+    }
+    for (std::size_t i = 0; i < queued; ++i) {
+      if (runQueuedBlock()) {
+        handled = true;
+        if (stopAfterOne) return true;
+      }
+    }
+    while (fireDueTimer(timerSeconds())) {
+      handled = true;
+      if (stopAfterOne) return true;
+    }
+    if (handled) wait = 0;
+    std::vector<pollfd> fds = pollSet();
+    timespec timeout{};
+    timeout.tv_sec = static_cast<time_t>(wait);
+    timeout.tv_nsec = static_cast<long>((wait - static_cast<double>(timeout.tv_sec)) * 1e9);
+    int ready = ::ppoll(fds.data(), fds.size(), &timeout, nullptr);
+    if (ready <= 0) return handled;
+    if (fds[0].revents != 0) drainWake(fds[0].fd);
+    for (std::size_t i = 1; i < fds.size(); ++i) {
+      if (fds[i].revents == 0) continue;
+      bool invalid = (fds[i].revents & POLLNVAL) != 0;
+      std::shared_ptr<Block> onReadable = watcherFor(fds[i].fd, invalid);
+      if (!onReadable || invalid) continue;
+      runGuarded(*onReadable);
+      handled = true;
+      if (stopAfterOne) return true;
+    }
+    return handled;
   }
 
   std::vector<pollfd> pollSet() {
@@ -275,7 +328,7 @@ RunLoop::TimerId RunLoop::addTimer(double intervalSeconds, bool repeats, Block f
   {
     std::lock_guard<std::mutex> lock(impl_->mutex);
     id = impl_->nextTimerId++;
-    double fireAt = monotonicSeconds() + interval;
+    double fireAt = timerSeconds() + interval;
     impl_->timers[id] =
         Impl::Timer{fireAt, interval, repeats, std::make_shared<Block>(std::move(fire))};
     impl_->schedule.emplace(fireAt, id);
@@ -318,10 +371,10 @@ bool RunLoop::runUntil(const std::function<bool()>& predicate, double timeoutSec
       return false;
     }
   };
-  double deadline = monotonicSeconds() + timeoutSeconds;
+  double deadline = realSeconds() + timeoutSeconds;
   while (true) {
     if (holds()) return true;
-    double remaining = deadline - monotonicSeconds();
+    double remaining = deadline - realSeconds();
     if (remaining <= 0) return holds();
     runOnce(std::min(remaining, 0.01), /*returnAfterSourceHandled=*/true);
   }
@@ -329,42 +382,25 @@ bool RunLoop::runUntil(const std::function<bool()>& predicate, double timeoutSec
 
 void RunLoop::runOnce(double seconds, bool returnAfterSourceHandled) {
   Impl& impl = *impl_;
-  double deadline = monotonicSeconds() + (std::isfinite(seconds) ? std::max(seconds, 0.0) : 0.0);
+  double deadline = realSeconds() + (std::isfinite(seconds) ? std::max(seconds, 0.0) : 0.0);
   while (true) {
-    // The blocks queued before this pass; ones they queue wait for the next
-    // pass, so timers and descriptors are served in between.
-    std::size_t queued;
-    {
-      std::lock_guard<std::mutex> lock(impl.mutex);
-      queued = impl.queue.size();
-    }
-    for (std::size_t i = 0; i < queued; ++i) {
-      if (impl.runQueuedBlock() && returnAfterSourceHandled) return;
-    }
-    while (impl.fireDueTimer(monotonicSeconds())) {
-      if (returnAfterSourceHandled) return;
-    }
-
-    double now = monotonicSeconds();
-    double wait = impl.waitBound(now, deadline - now);
-    std::vector<pollfd> fds = impl.pollSet();
-    timespec timeout{};
-    timeout.tv_sec = static_cast<time_t>(wait);
-    timeout.tv_nsec = static_cast<long>((wait - static_cast<double>(timeout.tv_sec)) * 1e9);
-    int ready = ::ppoll(fds.data(), fds.size(), &timeout, nullptr);
-    if (ready > 0) {
-      if (fds[0].revents != 0) impl.drainWake(fds[0].fd);
-      for (std::size_t i = 1; i < fds.size(); ++i) {
-        if (fds[i].revents == 0) continue;
-        bool invalid = (fds[i].revents & POLLNVAL) != 0;
-        std::shared_ptr<Block> onReadable = impl.watcherFor(fds[i].fd, invalid);
-        if (!onReadable || invalid) continue;
-        runGuarded(*onReadable);
-        if (returnAfterSourceHandled) return;
-      }
-    }
-    if (monotonicSeconds() >= deadline) return;
+    double remaining = deadline - realSeconds();
+    double wait = impl.waitBound(timerSeconds(), std::max(remaining, 0.0));
+    if (impl.servePass(wait, returnAfterSourceHandled) && returnAfterSourceHandled) return;
+    if (realSeconds() >= deadline) return;
   }
+}
+
+bool RunLoop::pump() { return impl_->servePass(0, /*stopAfterOne=*/false); }
+
+double RunLoop::secondsUntilNextDeadline() const {
+  return impl_->waitBound(timerSeconds(), std::numeric_limits<double>::infinity());
+}
+
+void RunLoop::setWakeHandler(std::function<void()> handler) {
+  auto shared = handler ? std::make_shared<const std::function<void()>>(std::move(handler)) : nullptr;
+  std::lock_guard<std::mutex> lock(impl_->mutex);
+  impl_->wakeHandler = std::move(shared);
 }
 
 std::vector<std::string> RunLoop::modes() const { return {"kCFRunLoopDefaultMode"}; }

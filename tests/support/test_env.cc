@@ -144,6 +144,25 @@ double TestEnv::now() {
   return posix_.now();
 }
 
+void TestEnv::setMonotonicNow(double seconds) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  fixedMonotonic_ = seconds;
+}
+
+void TestEnv::advanceMonotonic(double seconds) {
+  double base = posix_.monotonicNow();
+  std::lock_guard<std::mutex> lock(mutex_);
+  fixedMonotonic_ = fixedMonotonic_.value_or(base) + seconds;
+}
+
+double TestEnv::monotonicNow() {
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (fixedMonotonic_) return *fixedMonotonic_;
+  }
+  return posix_.monotonicNow();
+}
+
 std::vector<std::string> TestEnv::logLines() const {
   std::lock_guard<std::mutex> lock(mutex_);
   return logLines_;

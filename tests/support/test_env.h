@@ -45,6 +45,13 @@ class TestEnv : public EnvWrapper {
   void setTimeouts(double requestSeconds, double downloadSeconds);
   double requestTimeoutSeconds() override;
   double downloadTimeoutSeconds() override;
+  // Fixes the monotonic clock (run-loop timers, animations, gestures) at
+  // seconds; until then it is the system's steady clock. A fixed clock
+  // moves only when a test steps it, so nothing in the test sleeps.
+  void setMonotonicNow(double seconds);
+  // Steps the monotonic clock forward (fixing it first when it was not).
+  void advanceMonotonic(double seconds);
+  double monotonicNow() override;
 
   // Every line logged so far, in order.
   std::vector<std::string> logLines() const;
@@ -108,6 +115,7 @@ class TestEnv : public EnvWrapper {
   std::optional<double> fixedNow_;
   std::optional<double> requestTimeout_;
   std::optional<double> downloadTimeout_;
+  std::optional<double> fixedMonotonic_;
   std::vector<std::string> logLines_;
   std::vector<std::string> openedURLs_;
 };

@@ -22,18 +22,24 @@ class QDX_EXPORT ActivityIndicatorView : public View {
   explicit ActivityIndicatorView(ActivityIndicatorViewStyle style = ActivityIndicatorViewStyleWhite);
 
   ActivityIndicatorViewStyle activityIndicatorViewStyle() const { return style_; }
-  void startAnimating() { animating_ = true; }
-  void stopAnimating() { animating_ = false; }
+  // Starts (stops) the spin: on a surface the spokes turn twelve steps a
+  // second, stepped by the main run loop.
+  void startAnimating();
+  void stopAnimating();
   bool isAnimating() const { return animating_; }
   bool hidesWhenStopped() const { return hidesWhenStopped_; }
   void setHidesWhenStopped(bool hides) { hidesWhenStopped_ = hides; }
   // Gray for the gray style, white otherwise.
   Color color() const;
+  // The spoke drawn brightest, 0 to 11; advanced while animating.
+  int spinStep() const { return spinStep_; }
+  void setSpinStep(int step);
 
  private:
   ActivityIndicatorViewStyle style_;
   bool animating_ = false;
   bool hidesWhenStopped_ = true;
+  int spinStep_ = 0;
 };
 
 }  // namespace qdx::kit

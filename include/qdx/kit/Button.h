@@ -22,6 +22,8 @@ class QDX_EXPORT Button : public Control {
  public:
   // Draws the image and title's content through the painter.
   void drawContent(Painter& painter) const override;
+  // A title taller than the button spills above and below it.
+  Rect contentExtent() const override;
   // A button of the given type with an empty frame. Custom buttons draw
   // only what they are given; titles default to white on custom buttons and
   // to blue on system ones.
@@ -50,9 +52,15 @@ class QDX_EXPORT Button : public Control {
   // The image is drawn inside the bounds shrunk by these insets, keeping
   // its aspect ratio and never enlarged; the title is centred in the bounds.
   EdgeInsets imageEdgeInsets() const { return imageInsets_; }
-  void setImageEdgeInsets(EdgeInsets insets) { imageInsets_ = insets; }
+  void setImageEdgeInsets(EdgeInsets insets) {
+    imageInsets_ = insets;
+    setNeedsDisplay();
+  }
   EdgeInsets titleEdgeInsets() const { return titleInsets_; }
-  void setTitleEdgeInsets(EdgeInsets insets) { titleInsets_ = insets; }
+  void setTitleEdgeInsets(EdgeInsets insets) {
+    titleInsets_ = insets;
+    setNeedsDisplay();
+  }
 
  private:
   ButtonType type_;

@@ -15,6 +15,7 @@ enum : ControlEvents {
   ControlEventTouchDown = 1u << 0,
   ControlEventTouchUpInside = 1u << 6,  // 64
   ControlEventTouchUpOutside = 1u << 7,
+  ControlEventTouchCancel = 1u << 8,  // the system took the touch (a drag began)
   ControlEventValueChanged = 1u << 12,
   ControlEventAllEvents = 0xFFFFFFFFu,
 };
@@ -48,11 +49,20 @@ class QDX_EXPORT Control : public View {
   void sendActionsForControlEvents(ControlEvents mask);
 
   bool isEnabled() const { return enabled_; }
-  void setEnabled(bool enabled) { enabled_ = enabled; }
+  void setEnabled(bool enabled) {
+    enabled_ = enabled;
+    setNeedsDisplay();
+  }
   bool isSelected() const { return selected_; }
-  void setSelected(bool selected) { selected_ = selected; }
+  void setSelected(bool selected) {
+    selected_ = selected;
+    setNeedsDisplay();
+  }
   bool isHighlighted() const { return highlighted_; }
-  void setHighlighted(bool highlighted) { highlighted_ = highlighted; }
+  void setHighlighted(bool highlighted) {
+    highlighted_ = highlighted;
+    setNeedsDisplay();
+  }
   // The current state bits.
   ControlState state() const;
 

@@ -19,7 +19,10 @@ class QDX_EXPORT ImageView : public View {
   explicit ImageView(std::shared_ptr<Image> image);
 
   std::shared_ptr<Image> image() const { return image_; }
-  void setImage(std::shared_ptr<Image> image) { image_ = std::move(image); }
+  void setImage(std::shared_ptr<Image> image) {
+    image_ = std::move(image);
+    setNeedsDisplay();
+  }
 
  private:
   std::shared_ptr<Image> image_;

@@ -26,8 +26,11 @@ QDX_EXPORT std::shared_ptr<View> hitTestWindow(const std::shared_ptr<Window>& wi
 // control swallows the tap. Returns whether an action ran.
 QDX_EXPORT bool deliverTap(const std::shared_ptr<View>& hit);
 
-// Taps window at point. While alert views are on screen over the key
-// window, or an alert controller is presented, the tap reaches nothing.
+// Taps window at point: a pointer down and up at once, through the same
+// gesture path as a surface's pointer events (see Surface). While an alert
+// is on screen (an alert view over the key window, or a presented alert
+// controller) the tap reaches only the alert: on one of its buttons it
+// presses it, elsewhere nothing happens.
 QDX_EXPORT bool tapAt(const std::shared_ptr<Window>& window, Point point);
 // Taps a view tree that need not be in a window, at point in root's
 // coordinates.
@@ -36,15 +39,18 @@ QDX_EXPORT bool tapInTree(const std::shared_ptr<View>& root, Point point);
 // takes the tap (from the view's window, else its topmost ancestor).
 QDX_EXPORT bool tapView(const std::shared_ptr<View>& view);
 
-// Drags scrollView's content by distance points horizontally (positive
-// moves toward later pages, as a finger moving left does) and lets it go:
-// the offset moves (bouncing past the ends by at most a third of the width
-// when bounces is on), the delegate hears scrollViewWillBeginDecelerating,
-// the offset settles (with paging, on the nearest page in the swipe's
-// direction, clamped to the content; else on the dragged offset clamped to
-// the content), and the delegate hears scrollViewDidEndDecelerating.
-// Returns the page the view settled on (offset / width, rounded). A zero
-// distance does nothing.
+// Flicks scrollView's content by distance points horizontally (positive
+// moves toward later pages, as a finger moving left does): pointer events
+// from the middle of the view, a 60 Hz frame apart, through the same
+// gesture path as a surface's. Whatever is on top there takes them, as it
+// would a finger. The content follows the finger (resisting past its ends
+// when bounces is on, else stopping there), the delegate hears
+// scrollViewWillBeginDecelerating at the release, the content settles
+// (with paging, on the next page in the flick's direction, clamped to the
+// content) and the delegate hears scrollViewDidEndDecelerating. The call
+// returns once the content is at rest, with the page it settled on
+// (offset / width, rounded). A distance within the tap slop (10 points)
+// moves nothing, as on a phone; a zero distance does nothing at all.
 QDX_EXPORT long swipe(const std::shared_ptr<ScrollView>& scrollView, double distance);
 
 // Presses alert's action at index (or with title): the alert is dismissed,

@@ -50,6 +50,8 @@ class QDX_EXPORT Label : public View {
  public:
   // Draws the text's content through the painter.
   void drawContent(Painter& painter) const override;
+  // Text taller than the box spills above and below it.
+  Rect contentExtent() const override;
   // Labels take no touches until user interaction is switched on. The
   // font is the system font at 17 points, the colour black, aligned left,
   // one line.
@@ -59,20 +61,35 @@ class QDX_EXPORT Label : public View {
   // The plain text (also the attributed text's string).
   const std::string& text() const { return attributed_.string(); }
   // Replaces the text and drops any attributes.
-  void setText(std::string text) { attributed_ = AttributedString(std::move(text)); }
+  void setText(std::string text) {
+    attributed_ = AttributedString(std::move(text));
+    setNeedsDisplay();
+  }
   const AttributedString& attributedText() const { return attributed_; }
-  void setAttributedText(AttributedString text) { attributed_ = std::move(text); }
+  void setAttributedText(AttributedString text) {
+    attributed_ = std::move(text);
+    setNeedsDisplay();
+  }
 
   std::shared_ptr<Font> font() const { return font_; }
   // nullptr restores the system font at 17 points.
   void setFont(std::shared_ptr<Font> font);
   Color textColor() const { return textColor_; }
-  void setTextColor(Color color) { textColor_ = color; }
+  void setTextColor(Color color) {
+    textColor_ = color;
+    setNeedsDisplay();
+  }
   TextAlignment textAlignment() const { return alignment_; }
-  void setTextAlignment(TextAlignment alignment) { alignment_ = alignment; }
+  void setTextAlignment(TextAlignment alignment) {
+    alignment_ = alignment;
+    setNeedsDisplay();
+  }
   // 0 means as many lines as fit; 1 (the default) truncates the tail.
   int numberOfLines() const { return lines_; }
-  void setNumberOfLines(int lines) { lines_ = lines; }
+  void setNumberOfLines(int lines) {
+    lines_ = lines;
+    setNeedsDisplay();
+  }
 
  private:
   AttributedString attributed_;

@@ -13,6 +13,8 @@ class QDX_EXPORT PageControl : public Control {
  public:
   // Draws the dots's content through the painter.
   void drawContent(Painter& painter) const override;
+  // The dots, centred on the control whatever its width.
+  Rect contentExtent() const override;
   PageControl();
   explicit PageControl(const Rect& frame);
 
@@ -23,13 +25,22 @@ class QDX_EXPORT PageControl : public Control {
   // Pinned to 0 ... numberOfPages - 1 (0 when there are no pages).
   void setCurrentPage(long page);
   bool hidesForSinglePage() const { return hidesForSinglePage_; }
-  void setHidesForSinglePage(bool hides) { hidesForSinglePage_ = hides; }
+  void setHidesForSinglePage(bool hides) {
+    hidesForSinglePage_ = hides;
+    setNeedsDisplay();
+  }
 
   // Dot colours; the defaults are white at 30% and white.
   Color pageIndicatorTintColor() const { return dotColor_; }
-  void setPageIndicatorTintColor(Color color) { dotColor_ = color; }
+  void setPageIndicatorTintColor(Color color) {
+    dotColor_ = color;
+    setNeedsDisplay();
+  }
   Color currentPageIndicatorTintColor() const { return currentDotColor_; }
-  void setCurrentPageIndicatorTintColor(Color color) { currentDotColor_ = color; }
+  void setCurrentPageIndicatorTintColor(Color color) {
+    currentDotColor_ = color;
+    setNeedsDisplay();
+  }
 
   // Dot geometry, points.
   static constexpr double kDotDiameter = 7;

@@ -3,6 +3,7 @@
 // superview's coordinates) and holds its children in order, the last added
 // on top. Views are made with std::make_shared and used from the main
 // thread.
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -80,17 +81,21 @@ class QDX_EXPORT View : public Responder {
   long tag() const { return tag_; }
   void setTag(long tag) { tag_ = tag; }
   bool isHidden() const { return hidden_; }
-  void setHidden(bool hidden) { hidden_ = hidden; }
+  void setHidden(bool hidden);
   double alpha() const { return alpha_; }
   void setAlpha(double alpha);
   // nullopt (the default) draws no background.
   std::optional<Color> backgroundColor() const { return backgroundColor_; }
-  void setBackgroundColor(std::optional<Color> color) { backgroundColor_ = color; }
+  void setBackgroundColor(std::optional<Color> color);
   bool isUserInteractionEnabled() const { return userInteractionEnabled_; }
   void setUserInteractionEnabled(bool enabled) { userInteractionEnabled_ = enabled; }
   bool clipsToBounds() const { return layer_.masksToBounds; }
-  void setClipsToBounds(bool clips) { layer_.masksToBounds = clips; }
-  Layer& layer() { return layer_; }
+  void setClipsToBounds(bool clips) { layer().masksToBounds = clips; }
+  // The mutable layer: taking it counts as changing how the view looks.
+  Layer& layer() {
+    setNeedsDisplay();
+    return layer_;
+  }
   const Layer& layer() const { return layer_; }
 
   // --- Gestures ------------------------------------------------------------
@@ -106,9 +111,22 @@ class QDX_EXPORT View : public Responder {
   // label a label. The renderer draws the background, shadow, border,
   // clipping and children around it. The default draws nothing.
   virtual void drawContent(Painter& painter) const;
+  // The part of the bounds' space that drawContent may touch: the bounds
+  // by default. A surface redraws this much (with the background, border
+  // and shadow) when the view changes, so a class that draws past its
+  // bounds (text taller than its box, dots around a zero-width control)
+  // says so here.
+  virtual Rect contentExtent() const;
   // True when the renderer leaves the view and its children out although
   // it is not hidden (a stopped spinner that hides when stopped).
   virtual bool hidesFromRendering() const { return false; }
+  // Marks what the view draws as changed, so a surface showing it redraws
+  // its area. The view's own setters call it; a subclass calls it whenever
+  // what drawContent draws changes. Geometry, visibility, alpha and the
+  // children are tracked without it.
+  void setNeedsDisplay();
+  // Changes each time setNeedsDisplay is called; unique to this view.
+  std::uint64_t contentVersion() const { return contentVersion_; }
 
   // --- Touch handling ------------------------------------------------------
   // Whether a point of the bounds space belongs to this view.
@@ -133,7 +151,7 @@ class QDX_EXPORT View : public Responder {
   virtual bool setOutlet(const std::string& name, const std::shared_ptr<View>& view);
 
  protected:
-  void setBoundsOrigin(Point origin) { boundsOrigin_ = origin; }
+  void setBoundsOrigin(Point origin);
 
  private:
   friend class ViewController;
@@ -151,6 +169,7 @@ class QDX_EXPORT View : public Responder {
   std::optional<Color> backgroundColor_;
   bool userInteractionEnabled_ = true;
   Layer layer_;
+  std::uint64_t contentVersion_;
 };
 
 }  // namespace qdx::kit
