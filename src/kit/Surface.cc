@@ -10,9 +10,10 @@
 #include "kit/damage_tracker.h"
 #include "kit/display_stamp.h"
 #include "kit/gesture_tracker.h"
+#include "kit/main_thread.h"
 #include "kit/painter.h"
 #include "kit/scene.h"
-#include "sdk/QDXLog.h"
+#include "platform/log_gate.h"
 
 namespace qdx::kit {
 namespace {
@@ -89,6 +90,7 @@ int Surface::pixelHeight() const {
 bool Surface::needsDisplay() const { return !drawn_ || display_stamp::current() != drawnStamp_; }
 
 std::vector<Rect> Surface::draw(std::uint8_t* pixels, int stride, PixelFormat format) {
+  QDX_KIT_MAIN_THREAD("Surface::draw");
   const int width = pixelWidth(), height = pixelHeight();
   if (width == 0 || height == 0) {
     debugLog("qdx: a surface of zero size draws nothing");
@@ -169,9 +171,24 @@ std::vector<Rect> Surface::draw(std::uint8_t* pixels, int stride, PixelFormat fo
   return redrawn;
 }
 
-bool Surface::pointerDown(Point point, double seconds) { return gestures_->down(point, seconds); }
-bool Surface::pointerMove(Point point, double seconds) { return gestures_->move(point, seconds); }
-bool Surface::pointerUp(Point point, double seconds) { return gestures_->up(point, seconds); }
-void Surface::pointerCancel() { gestures_->cancel(); }
+bool Surface::pointerDown(Point point, double seconds) {
+  QDX_KIT_MAIN_THREAD("Surface::pointerDown");
+  return gestures_->down(point, seconds);
+}
+
+bool Surface::pointerMove(Point point, double seconds) {
+  QDX_KIT_MAIN_THREAD("Surface::pointerMove");
+  return gestures_->move(point, seconds);
+}
+
+bool Surface::pointerUp(Point point, double seconds) {
+  QDX_KIT_MAIN_THREAD("Surface::pointerUp");
+  return gestures_->up(point, seconds);
+}
+
+void Surface::pointerCancel() {
+  QDX_KIT_MAIN_THREAD("Surface::pointerCancel");
+  gestures_->cancel();
+}
 
 }  // namespace qdx::kit

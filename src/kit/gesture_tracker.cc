@@ -11,7 +11,7 @@
 #include "qdx/kit/InputSimulator.h"
 #include "qdx/kit/ScrollView.h"
 #include "qdx/kit/Window.h"
-#include "sdk/QDXLog.h"
+#include "platform/log_gate.h"
 
 namespace qdx::kit {
 namespace {
