@@ -9,6 +9,7 @@
 
 #include "platform/env.h"
 #include "common/json.h"
+#include "common/json_parse.h"
 #include "qdx/kit/Button.h"
 #include "qdx/kit/Control.h"
 #include "qdx/kit/Font.h"
@@ -239,7 +240,7 @@ std::shared_ptr<View> ViewClassRegistry::make(const std::string& name) const {
 
 std::vector<std::shared_ptr<View>> loadLayout(const std::string& text, const std::string& resourceDir,
                                               const std::string& source) {
-  const Json document = Json::parse(text, nullptr, /*allow_exceptions=*/false);
+  const Json document = parseJson(text);
   if (document.is_discarded()) {
     debugLog("The interface file " + source + " is not valid JSON");
     return {};

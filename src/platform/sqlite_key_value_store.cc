@@ -2,6 +2,8 @@
 
 #include <sqlite3.h>
 
+#include "common/json_parse.h"
+
 namespace qdx {
 
 namespace {
@@ -49,7 +51,7 @@ Json SqliteKeyValueStore::get(const std::string& key) {
     return rc == SQLITE_DONE ? SQLITE_OK : rc;
   });
   if (!found) return nullptr;
-  Json value = Json::parse(text, nullptr, /*allow_exceptions=*/false);
+  Json value = parseJson(text);
   if (value.is_discarded()) {
     if (unreadableKeysLogged_.insert(key).second) {
       SqliteDatabase::logLine("qdx: the local store's value for " + key +
