@@ -4,6 +4,7 @@
 #include <deque>
 #include <exception>
 #include <mutex>
+#include <string>
 #include <utility>
 
 #include "identity/QDXDevInfo.h"
@@ -38,6 +39,18 @@ std::optional<std::string> envelopeFor(const std::string& url, const Json& param
   std::optional<std::string> body = buildSignedRequestBody(url, parameterDic);
   if (!body) debugLog("error:the request to " + url + " could not be built");
   return body;
+}
+
+// Whether response is to be refused for its size: the platform stopped a
+// body over the request's limit, or (a platform that ignores the limit)
+// handed one over. Either way it is logged and counts as no answer.
+bool refusedForSize(const HttpRequest& request, const HttpResponse& response) {
+  if (!response.tooLarge && !(response.arrived && response.body.size() > request.maxBodyBytes)) {
+    return false;
+  }
+  debugLog("error:the answer from " + request.url + " is over " +
+           std::to_string(request.maxBodyBytes) + " bytes: refused, treated as no answer");
+  return true;
 }
 
 // Runs asynchronous exchanges off the caller's thread. Workers are started
@@ -123,6 +136,7 @@ void QDXHttpClient::asyPostWithURL(const std::string& url, const Json& parameter
     ExchangeWorkers::shared().submit([request = std::move(request), block = std::move(block)] {
       try {
         HttpResponse response = Env::Default()->performHttp(request);
+        if (refusedForSize(request, response)) return;
         if (!response.arrived) {
           // A failed exchange never reaches the caller's block.
           debugLog("error:" + response.error);
@@ -158,7 +172,9 @@ std::optional<std::string> QDXHttpClient::synPostUseConnectionWithURL(const std:
     if (!hasDataConnection()) return std::nullopt;
     std::optional<std::string> body = envelopeFor(url, parameterDic);
     if (!body) return std::nullopt;
-    HttpResponse response = Env::Default()->performHttp(signedPost(url, std::move(*body)));
+    const HttpRequest request = signedPost(url, std::move(*body));
+    HttpResponse response = Env::Default()->performHttp(request);
+    if (refusedForSize(request, response)) return std::nullopt;
     // Whatever arrived is returned as it is: an error page comes back as
     // bytes, and the caller's parse decides.
     if (!response.arrived) return std::nullopt;
@@ -176,7 +192,7 @@ std::optional<std::string> QDXHttpClient::downloadImageFromString(const std::str
     request.url = url;
     request.timeoutSeconds = kDownloadTimeoutSeconds;
     HttpResponse response = Env::Default()->performHttp(request);
-    if (!response.arrived) return std::nullopt;
+    if (refusedForSize(request, response) || !response.arrived) return std::nullopt;
     // A server's error page is not the image: the image cache would store
     // it under the image's name and serve it for good, so it counts as no
     // data.
