@@ -1,5 +1,6 @@
 #include "transport/QDXHttpClient.h"
 
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <exception>
@@ -54,9 +55,11 @@ bool refusedForSize(const HttpRequest& request, const HttpResponse& response) {
 }
 
 // Runs asynchronous exchanges off the caller's thread. Workers are started
-// as needed (up to a limit) and then kept, so each keeps its HTTP
-// connection warm; one slow exchange never holds up the others while there
-// is room for another worker. Never destroyed, like the client.
+// as needed (up to a limit), so one slow exchange never holds up the others
+// while there is room for another worker. A worker idle for a while ends,
+// except the first few, which stay for the next burst (the connections
+// themselves are pooled by the platform, whichever thread uses them).
+// Never destroyed, like the client.
 class ExchangeWorkers {
  public:
   static ExchangeWorkers& shared() {
@@ -77,6 +80,10 @@ class ExchangeWorkers {
 
  private:
   static constexpr std::size_t kMaxWorkers = 16;
+  // Workers kept however long they idle, and how long the others wait for
+  // a job before they end.
+  static constexpr std::size_t kWarmWorkers = 2;
+  static constexpr std::chrono::seconds kIdleEnd{2};
 
   void work() {
     for (;;) {
@@ -84,8 +91,13 @@ class ExchangeWorkers {
       {
         std::unique_lock<std::mutex> lock(mutex_);
         ++idle_;
-        ready_.wait(lock, [this] { return !jobs_.empty(); });
+        const bool found = ready_.wait_for(lock, kIdleEnd, [this] { return !jobs_.empty(); });
         --idle_;
+        if (!found) {
+          if (started_ <= kWarmWorkers) continue;
+          --started_;
+          return;
+        }
         job = std::move(jobs_.front());
         jobs_.pop_front();
       }
