@@ -22,6 +22,7 @@
 #include "transport/QDXImageCache.h"
 #include "ui/QDXBannerView.h"
 #include "ui/QDXRecommendWallVC.h"
+#include "ui/ad_image.h"
 
 namespace qdx {
 
@@ -171,8 +172,7 @@ void QDXADManager::showBannerWithADRequest(const std::shared_ptr<QDXADRequest>& 
   banner->setDelegate(sharedManager());
   if (appCount(list) == 0) return;
   const std::optional<std::string> artwork = adText(first, adkeys::kAdUrl);
-  const std::optional<std::string> image =
-      artwork ? cache.getImageFromString(*artwork) : std::nullopt;
+  const std::optional<std::string> image = adImageData(artwork);
   if (!banner->showWithADRequest(request, image)) return;
   if (bothPresent(adid(), app_id())) {
     reporter().reportShowEventWithUbit(setUbit(std::nullopt, request), adid(), app_id(),

@@ -12,8 +12,8 @@
 #include "ui/QDXADView.h"
 #include "ui/QDXBannerAdView.h"
 #include "ui/QDXListItemAdView.h"
+#include "ui/ad_image.h"
 #include "ui/user_count_text.h"
-#include "transport/QDXImageCache.h"
 
 namespace qdx {
 namespace {
@@ -30,7 +30,7 @@ void onMainThread(const std::function<void()>& work) {
 
 std::optional<std::string> imageData(const std::optional<std::string>& url) {
   if (!url) return std::nullopt;
-  std::optional<std::string> data = QDXImageCache::shareInstance().getImageFromString(*url);
+  std::optional<std::string> data = adImageData(url);
   if (data && data->empty()) return std::nullopt;
   return data;
 }

@@ -11,7 +11,7 @@
 #include "qdx/kit/ImageView.h"
 #include "qdx/kit/TapGestureRecognizer.h"
 #include "sdk/QDXLog.h"
-#include "transport/QDXImageCache.h"
+#include "ui/ad_image.h"
 
 namespace qdx {
 namespace {
@@ -31,8 +31,7 @@ kit::Rect QDXBannerAdView::foregroundFrame(kit::Size size) {
 
 bool QDXBannerAdView::onAdInfoLoaded(const Json& entry, kit::Size size) {
   const std::optional<std::string> url = adText(entry, adkeys::kAdUrl);
-  std::optional<std::string> data;
-  if (url) data = QDXImageCache::shareInstance().getImageFromString(*url);
+  const std::optional<std::string> data = adImageData(url);
   if (!data) return false;
   std::shared_ptr<kit::Image> image = kit::Image::imageWithData(data);
 
