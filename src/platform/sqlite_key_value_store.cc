@@ -22,7 +22,7 @@ std::string jsonText(const Json& value) {
 }  // namespace
 
 SqliteKeyValueStore::SqliteKeyValueStore(std::string databasePath)
-    : database_(std::move(databasePath), kSchema, 0644, "local store") {}
+    : database_(std::move(databasePath), kSchema, 0600, "local store") {}
 
 std::string SqliteKeyValueStore::databasePathForHome(const std::string& homeDirectory) {
   return homeDirectory + "/Library/Preferences/qdx.sqlite";
