@@ -143,8 +143,11 @@ bool QDXImageCache::insertLocked(const std::shared_ptr<QDXImageDataInfo>& entry,
     for (const std::string& key : keys) {
       if (memoryCacheDic_.at(key)->timeOfUseImage == evictionTime) memoryCacheDic_.erase(key);
     }
-    std::erase_if(memoryOrder_,
-                  [this](const std::string& key) { return !memoryCacheDic_.contains(key); });
+    std::vector<std::string> kept;
+    for (const std::string& key : memoryOrder_) {
+      if (memoryCacheDic_.contains(key)) kept.push_back(key);
+    }
+    memoryOrder_ = std::move(kept);
   }
 
   entry->timeOfUseImage = now;

@@ -48,7 +48,8 @@ TEST_F(SecretsTest, NoLogLineOfAWholeOnlineSessionHoldsTheAppKey) {
     loader.loadAdWithType(type, 2, {320, 120}, [](const auto&) {});
   }
   QDXAD::sdkTerminate();
-  ASSERT_TRUE(RunLoop::main().runUntil([] { return QDXHttpClient::asyncPostsInFlight() == 0; }, 30));
+  ASSERT_TRUE(RunLoop::main().runUntil(
+      [] { return QDXHttpClient::asyncPostsInFlight() == 0 && detachedWorkInFlight() == 0; }, 30));
   settle();
 
   const std::vector<std::string> lines = env_.logLines();
