@@ -141,6 +141,8 @@ TEST_F(BannerLoadTest, ArtworkWiderThanFourThousandAndNinetySixPixelsCountsAsMis
   const std::string url = "https://cdn.example/huge-artwork.png";
   QDXImageCache& cache = QDXImageCache::shareInstance();
   const std::string huge = kit::renderPng(std::make_shared<kit::View>(kit::Rect(0, 0, 4097, 3)), 1);
+  // The shared cache keeps the folder of the platform it was made under.
+  env_.posix().createDirectories(cache.diskCachePath());
   ASSERT_TRUE(env_.posix().writeFileAtomically(cache.filePathForURL(url), huge));
 
   Json entry = {{"adlist", Json::array({{{"ad_url", url}}})}};
