@@ -6,19 +6,31 @@
 #include <exception>
 #include <string>
 
-#include "sdk/QDXLog.h"
+#include "platform/log_gate.h"
 
 namespace qdx {
 
-template <typename Work>
-void noThrow(const char* what, Work&& work) {
+// Runs work; whatever it throws is caught and handed to onFailure as the
+// exception's what() text, or nullptr for a throw that is no
+// std::exception. For callers whose failure line has a fixed form.
+template <typename Work, typename OnFailure>
+void noThrow(Work&& work, OnFailure&& onFailure) {
   try {
     work();
   } catch (const std::exception& e) {
-    debugLog(std::string(what) + " failed: " + e.what());
+    onFailure(e.what());
   } catch (...) {
-    debugLog(std::string(what) + " failed");
+    onFailure(nullptr);
   }
+}
+
+// Runs work; a throw is logged as "<what> failed: <reason>" (or
+// "<what> failed") while debugging.
+template <typename Work>
+void noThrow(const char* what, Work&& work) {
+  noThrow(work, [what](const char* reason) {
+    debugLog(reason ? std::string(what) + " failed: " + reason : std::string(what) + " failed");
+  });
 }
 
 }  // namespace qdx

@@ -1,7 +1,8 @@
 #include "qdx/kit/AlertView.h"
 
+#include "kit/main_thread.h"
+#include "platform/log_gate.h"
 #include "qdx/kit/Application.h"
-#include "sdk/QDXLog.h"
 
 namespace qdx::kit {
 
@@ -18,6 +19,7 @@ AlertView::AlertView(std::optional<std::string> title, std::optional<std::string
 }
 
 void AlertView::show() {
+  QDX_KIT_MAIN_THREAD("AlertView::show");
   // An alert not owned by a shared_ptr cannot be kept on screen.
   auto self = weak_from_this().lock();
   if (!self) {
@@ -35,6 +37,7 @@ bool AlertView::isVisible() const {
 }
 
 void AlertView::dismissWithClickedButtonIndex(long buttonIndex, bool /*animated*/) {
+  QDX_KIT_MAIN_THREAD("AlertView::dismissWithClickedButtonIndex");
   // Keep this alive: the application may hold the last reference.
   auto self = weak_from_this().lock();
   if (buttonIndex >= 0 && static_cast<std::size_t>(buttonIndex) < buttons_.size()) {

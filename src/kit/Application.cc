@@ -3,10 +3,10 @@
 #include <algorithm>
 
 #include "platform/env.h"
+#include "platform/log_gate.h"
 #include "qdx/RunLoop.h"
 #include "qdx/kit/AlertView.h"
 #include "qdx/kit/Window.h"
-#include "sdk/QDXLog.h"
 
 namespace qdx::kit {
 

@@ -4,7 +4,7 @@
 
 #include "kit/layout_file.h"
 #include "platform/env.h"
-#include "sdk/QDXLog.h"
+#include "platform/log_gate.h"
 
 namespace qdx::kit {
 

@@ -1,5 +1,6 @@
 #include "qdx/kit/Button.h"
 
+#include "kit/main_thread.h"
 #include "kit/painter.h"
 
 namespace qdx::kit {
@@ -13,6 +14,7 @@ std::shared_ptr<Button> Button::buttonWithType(ButtonType type) {
 Button::Button(ButtonType type) : type_(type), titleFont_(Font::systemFontOfSize(kTitleFontSize)) {}
 
 void Button::setImage(std::shared_ptr<Image> image, ControlState state) {
+  QDX_KIT_MAIN_THREAD("Button::setImage");
   if (image) {
     images_[state] = std::move(image);
   } else {
@@ -27,6 +29,7 @@ std::shared_ptr<Image> Button::imageForState(ControlState state) const {
 }
 
 void Button::setTitle(std::optional<std::string> title, ControlState state) {
+  QDX_KIT_MAIN_THREAD("Button::setTitle");
   if (title) {
     titles_[state] = std::move(*title);
   } else {
@@ -41,6 +44,7 @@ std::optional<std::string> Button::titleForState(ControlState state) const {
 }
 
 void Button::setTitleColor(std::optional<Color> color, ControlState state) {
+  QDX_KIT_MAIN_THREAD("Button::setTitleColor");
   if (color) {
     titleColors_[state] = *color;
   } else {
@@ -55,6 +59,7 @@ Color Button::titleColorForState(ControlState state) const {
 }
 
 void Button::setTitleFont(std::shared_ptr<Font> font) {
+  QDX_KIT_MAIN_THREAD("Button::setTitleFont");
   titleFont_ = font ? std::move(font) : Font::systemFontOfSize(kTitleFontSize);
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "kit/main_thread.h"
 #include "kit/painter.h"
 #include "kit/utf16.h"
 
@@ -27,6 +28,7 @@ Label::Label(const Rect& frame) : View(frame), font_(Font::systemFontOfSize(kDef
 }
 
 void Label::setFont(std::shared_ptr<Font> font) {
+  QDX_KIT_MAIN_THREAD("Label::setFont");
   font_ = font ? std::move(font) : Font::systemFontOfSize(kDefaultFontSize);
 }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <numbers>
 
+#include "kit/main_thread.h"
 #include "kit/painter.h"
 
 namespace qdx::kit {
@@ -13,11 +14,13 @@ PageControl::PageControl() = default;
 PageControl::PageControl(const Rect& frame) : Control(frame) {}
 
 void PageControl::setNumberOfPages(long pages) {
+  QDX_KIT_MAIN_THREAD("PageControl::setNumberOfPages");
   pages_ = std::max(0L, pages);
   setCurrentPage(current_);
 }
 
 void PageControl::setCurrentPage(long page) {
+  QDX_KIT_MAIN_THREAD("PageControl::setCurrentPage");
   current_ = pages_ == 0 ? 0 : std::clamp(page, 0L, pages_ - 1);
 }
 

@@ -1,11 +1,14 @@
 #include "qdx/kit/ScrollView.h"
 
+#include "kit/main_thread.h"
+
 #include <algorithm>
 #include <cmath>
 
 namespace qdx::kit {
 
 void ScrollView::setContentOffset(Point offset, bool /*animated*/) {
+  QDX_KIT_MAIN_THREAD("ScrollView::setContentOffset");
   if (offset == contentOffset()) return;
   setBoundsOrigin(offset);
   if (auto d = delegate()) d->scrollViewDidScroll(*this);

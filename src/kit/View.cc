@@ -1,7 +1,11 @@
 #include "qdx/kit/View.h"
 
 #include <algorithm>
+#include <cmath>
+#include <sstream>
 
+#include "kit/main_thread.h"
+#include "platform/log_gate.h"
 #include "qdx/kit/TapGestureRecognizer.h"
 #include "qdx/kit/ViewController.h"
 #include "qdx/kit/Window.h"
@@ -11,13 +15,45 @@ namespace qdx::kit {
 // Below this alpha a view is treated as invisible to touches.
 constexpr double kMinimumTouchableAlpha = 0.01;
 
+namespace {
+
+// Frame numbers beyond this many points are refused: far past any screen,
+// and within what the drawing's fixed-point coordinates hold at any scale
+// (past it the drawing context fails and nothing more is drawn).
+constexpr double kMaxFrameCoordinate = 1e6;
+
+// Whether the kit can lay out and draw a view in frame.
+bool isDrawableFrame(const Rect& frame) {
+  for (double v : {frame.x(), frame.y(), frame.width(), frame.height()}) {
+    if (!std::isfinite(v) || std::fabs(v) > kMaxFrameCoordinate) return false;
+  }
+  return true;
+}
+
+std::string describeFrame(const Rect& frame) {
+  std::ostringstream out;
+  out << "{{" << frame.x() << ", " << frame.y() << "}, {" << frame.width() << ", " << frame.height() << "}}";
+  return out.str();
+}
+
+// The frame a view takes: frame itself, or `kept` when frame cannot be
+// drawn (with a log line saying so).
+Rect acceptedFrame(const Rect& frame, const Rect& kept) {
+  if (isDrawableFrame(frame)) return frame;
+  debugLog("A view refuses the frame " + describeFrame(frame) + ": its numbers must be finite and within " +
+           std::to_string(static_cast<long>(kMaxFrameCoordinate)) + " points; it keeps " + describeFrame(kept));
+  return kept;
+}
+
+}  // namespace
+
 View::View() = default;
 
 bool View::setOutlet(const std::string& name, const std::shared_ptr<View>& view) {
   (void)name, (void)view;
   return false;
 }
-View::View(const Rect& frame) : frame_(frame) {}
+View::View(const Rect& frame) : frame_(acceptedFrame(frame, Rect())) {}
 
 View::~View() {
   // Children outlive a dropped parent only when someone else holds them;
@@ -26,9 +62,15 @@ View::~View() {
   for (auto& recognizer : recognizers_) recognizer->view_.reset();
 }
 
-void View::setFrame(const Rect& frame) { frame_ = frame; }
+void View::setFrame(const Rect& frame) {
+  QDX_KIT_MAIN_THREAD("View::setFrame");
+  frame_ = acceptedFrame(frame, frame_);
+}
 
-void View::setAlpha(double alpha) { alpha_ = std::clamp(alpha, 0.0, 1.0); }
+void View::setAlpha(double alpha) {
+  QDX_KIT_MAIN_THREAD("View::setAlpha");
+  alpha_ = std::clamp(alpha, 0.0, 1.0);
+}
 
 Point View::convertPointToRoot(Point local) const {
   Point p = local;
@@ -55,10 +97,12 @@ void View::detachChild(const View* child) {
 }
 
 void View::addSubview(const std::shared_ptr<View>& view) {
+  QDX_KIT_MAIN_THREAD("View::addSubview");
   insertSubview(view, subviews_.size() + 1);
 }
 
 void View::insertSubview(const std::shared_ptr<View>& view, std::size_t index) {
+  QDX_KIT_MAIN_THREAD("View::insertSubview");
   if (!view || view.get() == this || isDescendantOfView(view.get())) return;
   // Keep the child alive while it moves.
   std::shared_ptr<View> child = view;
@@ -69,10 +113,12 @@ void View::insertSubview(const std::shared_ptr<View>& view, std::size_t index) {
 }
 
 void View::bringSubviewToFront(const std::shared_ptr<View>& view) {
+  QDX_KIT_MAIN_THREAD("View::bringSubviewToFront");
   if (view && view->superview_.lock().get() == this) addSubview(view);
 }
 
 void View::removeFromSuperview() {
+  QDX_KIT_MAIN_THREAD("View::removeFromSuperview");
   auto parent = superview_.lock();
   superview_.reset();
   if (parent) parent->detachChild(this);

@@ -1,8 +1,9 @@
 #include "qdx/kit/ViewController.h"
 
+#include "kit/main_thread.h"
+#include "platform/log_gate.h"
 #include "qdx/kit/Screen.h"
 #include "qdx/kit/Window.h"
-#include "sdk/QDXLog.h"
 
 namespace qdx::kit {
 
@@ -38,6 +39,7 @@ bool ViewController::isOnScreen() const {
 
 void ViewController::presentViewController(const std::shared_ptr<ViewController>& controller,
                                            bool /*animated*/, Completion completion) {
+  QDX_KIT_MAIN_THREAD("ViewController::presentViewController");
   if (!controller || controller.get() == this) {
     debugLog("Attempt to present an absent view controller");
     return;
@@ -62,6 +64,7 @@ void ViewController::presentViewController(const std::shared_ptr<ViewController>
 }
 
 void ViewController::dismissViewController(bool animated, Completion completion) {
+  QDX_KIT_MAIN_THREAD("ViewController::dismissViewController");
   // A presented controller that dismisses itself may be held only by its
   // presenter; keep it alive until this call returns.
   auto self = selfAs<ViewController>();

@@ -1,5 +1,6 @@
 #include "qdx/kit/Window.h"
 
+#include "kit/main_thread.h"
 #include "qdx/kit/Application.h"
 #include "qdx/kit/Screen.h"
 
@@ -9,6 +10,7 @@ Window::Window() : View(Screen::mainScreen().bounds()) {}
 Window::Window(const Rect& frame) : View(frame) {}
 
 void Window::setRootViewController(const std::shared_ptr<ViewController>& controller) {
+  QDX_KIT_MAIN_THREAD("Window::setRootViewController");
   if (controller == root_) return;
   if (root_ && root_->isViewLoaded()) {
     auto old = root_->view();
@@ -29,6 +31,7 @@ std::shared_ptr<ViewController> Window::topPresentedViewController() const {
 }
 
 void Window::makeKeyAndVisible() {
+  QDX_KIT_MAIN_THREAD("Window::makeKeyAndVisible");
   setHidden(false);
   auto self = selfAs<Window>();
   Application::sharedApplication().addWindow(self);

@@ -10,7 +10,7 @@
 
 #include <string>
 
-#include "sdk/QDXLog.h"
+#include "platform/log_gate.h"
 
 namespace qdx::kit {
 namespace {

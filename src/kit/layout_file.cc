@@ -7,16 +7,16 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/env.h"
 #include "common/json.h"
 #include "common/json_parse.h"
+#include "platform/env.h"
+#include "platform/log_gate.h"
 #include "qdx/kit/Button.h"
 #include "qdx/kit/Control.h"
 #include "qdx/kit/Font.h"
 #include "qdx/kit/Image.h"
 #include "qdx/kit/ImageView.h"
 #include "qdx/kit/Label.h"
-#include "sdk/QDXLog.h"
 
 namespace qdx::kit {
 namespace {

@@ -5,7 +5,10 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <vector>
 
+#include "kit/box_convolve.h"
+#include "kit/main_thread.h"
 #include "kit/painter.h"
 #include "platform/env.h"
 #include "qdx/kit/AlertController.h"
@@ -24,30 +27,16 @@ bool invisible(const View& view) {
   return view.isHidden() || view.alpha() <= 0 || view.hidesFromRendering();
 }
 
-void drawView(Painter& painter, const View& view, bool isRoot) {
-  cairo_t* cr = painter.context();
-  if (invisible(view)) return;
-  const Layer& layer = view.layer();
-  Rect b = view.bounds();
-  Rect local(0, 0, b.width(), b.height());
-  cairo_save(cr);
-  if (!isRoot) cairo_translate(cr, view.frame().x(), view.frame().y());
-  bool group = view.alpha() < 1;
-  if (group) cairo_push_group(cr);
+void drawView(Painter& painter, const View& view, bool isRoot);
 
-  if (layer.shadowOpacity > 0 && layer.shadowColor.alpha > 0) {
-    // A plain shadow: the bounds' shape, offset, softened by a few rings.
-    Rect shadow(layer.shadowOffset.width, layer.shadowOffset.height, b.width(), b.height());
-    int rings = std::clamp(static_cast<int>(layer.shadowRadius), 1, 6);
-    for (int i = rings; i >= 1; --i) {
-      double grow = layer.shadowRadius * i / rings / 2;
-      painter.roundedRect(Rect(shadow.x() - grow, shadow.y() - grow, shadow.width() + 2 * grow,
-                           shadow.height() + 2 * grow),
-                  layer.cornerRadius + grow);
-      painter.setColor(layer.shadowColor, layer.shadowOpacity / rings);
-      cairo_fill(cr);
-    }
-  }
+// What the view itself shows, in its own coordinates (the bounds' size at
+// the origin): its background, its content and children (clipped to the
+// rounded bounds when it masks to them) and its border.
+void drawBody(Painter& painter, const View& view) {
+  cairo_t* cr = painter.context();
+  const Layer& layer = view.layer();
+  const Rect b = view.bounds();
+  const Rect local(0, 0, b.width(), b.height());
   if (auto background = view.backgroundColor(); background && background->alpha > 0) {
     painter.roundedRect(local, layer.cornerRadius);
     painter.setColor(*background);
@@ -72,6 +61,86 @@ void drawView(Painter& painter, const View& view, bool isRoot) {
     painter.setColor(layer.borderColor);
     cairo_stroke(cr);
   }
+}
+
+// The box blur's passes: three approach a Gaussian closely.
+constexpr int kShadowBlurPasses = 3;
+
+// The shadow takes the shape of what the view shows: the alpha of its body
+// (rounded background, an image's transparent parts, children within its
+// bounds), offset and blurred by the shadow radius as a Gaussian of
+// deviation radius / 2. A view that shows nothing casts nothing.
+void drawShadow(Painter& painter, const View& view) {
+  cairo_t* cr = painter.context();
+  const Layer& layer = view.layer();
+  const Rect b = view.bounds();
+  double dx = 1, dy = 0;
+  cairo_user_to_device_distance(cr, &dx, &dy);
+  const double scale = std::hypot(dx, dy);  // the kit neither rotates nor skews
+  if (!(scale > 0)) return;
+  // Three passes of side w spread a point with variance 3 (w^2 - 1) / 12.
+  const double sigma = std::max(0.0, layer.shadowRadius) / 2 * scale;
+  long side = std::lround(std::sqrt(4 * sigma * sigma + 1));
+  if (side % 2 == 0) ++side;
+  const double margin = (kShadowBlurPasses * (side - 1) / 2 + 1) / scale;
+  const double pw = std::ceil((b.width() + 2 * margin) * scale);
+  const double ph = std::ceil((b.height() + 2 * margin) * scale);
+  if (!(pw >= 1 && ph >= 1 && pw <= kMaxBitmapSide && ph <= kMaxBitmapSide)) return;
+  const int width = static_cast<int>(pw), height = static_cast<int>(ph);
+
+  cairo_surface_t* shape = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height);
+  if (cairo_surface_status(shape) != CAIRO_STATUS_SUCCESS) {
+    cairo_surface_destroy(shape);
+    return;
+  }
+  cairo_t* shapeContext = cairo_create(shape);
+  cairo_scale(shapeContext, scale, scale);
+  cairo_translate(shapeContext, margin, margin);
+  Painter shapePainter(shapeContext);
+  drawBody(shapePainter, view);
+  cairo_destroy(shapeContext);
+  cairo_surface_flush(shape);
+
+  if (side > 1) {
+    // Only the alpha matters; the blur treats the four channels alike.
+    unsigned char* data = cairo_image_surface_get_data(shape);
+    const int stride = cairo_image_surface_get_stride(shape);
+    std::vector<std::uint32_t> pixels(static_cast<std::size_t>(width) * height), blurred;
+    for (int y = 0; y < height; ++y) {
+      const auto* row = reinterpret_cast<const std::uint32_t*>(data + static_cast<std::size_t>(y) * stride);
+      std::copy(row, row + width, pixels.begin() + static_cast<std::ptrdiff_t>(y) * width);
+    }
+    for (int pass = 0; pass < kShadowBlurPasses; ++pass) {
+      if (boxConvolve8888(pixels, width, height, side, side, blurred) != kBoxConvolveNoError) break;
+      pixels.swap(blurred);
+    }
+    for (int y = 0; y < height; ++y) {
+      auto* row = reinterpret_cast<std::uint32_t*>(data + static_cast<std::size_t>(y) * stride);
+      std::copy_n(pixels.begin() + static_cast<std::ptrdiff_t>(y) * width, width, row);
+    }
+    cairo_surface_mark_dirty(shape);
+  }
+
+  cairo_save(cr);
+  cairo_translate(cr, layer.shadowOffset.width - margin, layer.shadowOffset.height - margin);
+  cairo_scale(cr, 1 / scale, 1 / scale);
+  painter.setColor(layer.shadowColor, layer.shadowOpacity);
+  cairo_mask_surface(cr, shape, 0, 0);
+  cairo_restore(cr);
+  cairo_surface_destroy(shape);
+}
+
+void drawView(Painter& painter, const View& view, bool isRoot) {
+  cairo_t* cr = painter.context();
+  if (invisible(view)) return;
+  const Layer& layer = view.layer();
+  cairo_save(cr);
+  if (!isRoot) cairo_translate(cr, view.frame().x(), view.frame().y());
+  bool group = view.alpha() < 1;
+  if (group) cairo_push_group(cr);
+
+  if (layer.shadowOpacity > 0 && layer.shadowColor.alpha > 0) drawShadow(painter, view);
+  drawBody(painter, view);
 
   if (group) {
     cairo_pop_group_to_source(cr);
@@ -177,6 +246,7 @@ cairo_surface_t* renderSurface(const std::shared_ptr<View>& view, double scale) 
 }  // namespace
 
 std::shared_ptr<Image> renderImage(const std::shared_ptr<View>& view, double scale) {
+  QDX_KIT_MAIN_THREAD("kit::renderImage");
   try {
     if (scale <= 0) scale = Screen::mainScreen().scale();
     cairo_surface_t* surface = renderSurface(view, scale);
@@ -197,6 +267,7 @@ std::shared_ptr<Image> renderImage(const std::shared_ptr<View>& view, double sca
 }
 
 std::string renderPng(const std::shared_ptr<View>& view, double scale) {
+  QDX_KIT_MAIN_THREAD("kit::renderPng");
   try {
     cairo_surface_t* surface = renderSurface(view, scale);
     if (!surface) return {};

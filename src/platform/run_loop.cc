@@ -21,7 +21,7 @@
 #include <utility>
 
 #include "platform/env.h"
-#include "sdk/QDXLog.h"
+#include "platform/log_gate.h"
 
 namespace qdx {
 

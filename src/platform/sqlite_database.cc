@@ -10,7 +10,7 @@
 #include <system_error>
 
 #include "platform/env.h"
-#include "sdk/QDXLog.h"
+#include "platform/log_gate.h"
 
 namespace qdx {
 

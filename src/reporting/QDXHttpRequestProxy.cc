@@ -62,29 +62,29 @@ QDXHttpRequestProxy& QDXHttpRequestProxy::shareInstance() {
 }
 
 std::optional<std::string> QDXHttpRequestProxy::session_id() const {
-  std::lock_guard<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   return session_id_;
 }
 
 std::optional<std::string> QDXHttpRequestProxy::session_key() const {
-  std::lock_guard<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   return session_key_;
 }
 
 void QDXHttpRequestProxy::setSession_id(std::optional<std::string> value) {
-  std::lock_guard<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   session_id_ = std::move(value);
 }
 
 void QDXHttpRequestProxy::setSession_key(std::optional<std::string> value) {
-  std::lock_guard<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   session_key_ = std::move(value);
 }
 
 Json QDXHttpRequestProxy::sessionIdJson() const { return toJson(session_id()); }
 
 std::int32_t QDXHttpRequestProxy::nextEventId(std::int32_t firstValue) {
-  std::lock_guard<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   if (eventCounter_ != 0) return ++eventCounter_;
   eventCounter_ = firstValue;
   return firstValue;
@@ -110,7 +110,7 @@ void QDXHttpRequestProxy::reportRequestEventWithUbit(const std::optional<std::st
     const std::string sessionId = nowMillis();
     const std::string sessionKey = keys::sessionLinkKey(app_id, adid, adType);
     {
-      std::lock_guard<std::mutex> lock(mutex_);
+      MutexLock lock(mutex_);
       session_id_ = sessionId;
       session_key_ = sessionKey;
     }

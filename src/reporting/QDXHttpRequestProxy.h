@@ -11,11 +11,11 @@
 // the 10-second time-out): call them off the main thread. Asynchronous
 // completions run on the main run loop.
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <string>
 
 #include "common/json.h"
+#include "common/mutex.h"
 
 namespace qdx {
 
@@ -84,10 +84,10 @@ class QDXHttpRequestProxy {
 
   // Serialises the session fields and the counter (they are shared by the
   // reporting threads and the main-thread completions).
-  mutable std::mutex mutex_;
-  std::optional<std::string> session_id_;
-  std::optional<std::string> session_key_;
-  std::int32_t eventCounter_ = 0;
+  mutable Mutex mutex_;
+  std::optional<std::string> session_id_ GUARDED_BY(mutex_);
+  std::optional<std::string> session_key_ GUARDED_BY(mutex_);
+  std::int32_t eventCounter_ GUARDED_BY(mutex_) = 0;
 };
 
 // Reads an answer the way every acknowledgement does: the "retcode" of the

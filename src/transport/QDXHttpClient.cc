@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#include "common/no_throw.h"
 #include "identity/QDXDevInfo.h"
 #include "platform/env.h"
 #include "qdx/RunLoop.h"
@@ -128,6 +129,12 @@ class ExchangeWorkers {
   std::size_t unfinished_ = 0;
 };
 
+// The line an unexpected throw inside a post leaves, in the form of the
+// transport's own error line.
+void logTransportFailure(const char* reason) {
+  debugLog(reason ? std::string("error:") + reason : std::string("error:unknown failure"));
+}
+
 }  // namespace
 
 QDXHttpClient& QDXHttpClient::shareHttpClient() {
@@ -140,13 +147,13 @@ std::size_t QDXHttpClient::asyncPostsInFlight() { return ExchangeWorkers::shared
 
 void QDXHttpClient::asyPostWithURL(const std::string& url, const Json& parameterDic,
                                    QDXHttpCompletion block) {
-  try {
+  noThrow([&] {
     if (!hasDataConnection()) return;
     std::optional<std::string> body = envelopeFor(url, parameterDic);
     if (!body) return;
     HttpRequest request = signedPost(url, std::move(*body));
     ExchangeWorkers::shared().submit([request = std::move(request), block = std::move(block)] {
-      try {
+      noThrow([&] {
         HttpResponse response = Env::Default()->performHttp(request);
         if (refusedForSize(request, response)) return;
         if (!response.arrived) {
@@ -157,25 +164,11 @@ void QDXHttpClient::asyPostWithURL(const std::string& url, const Json& parameter
         if (!block) return;
         QDXURLResponse urlResponse{request.url, response.status};
         RunLoop::main().post([block, data = std::move(response.body), urlResponse] {
-          try {
-            block(data, urlResponse, std::nullopt);
-          } catch (const std::exception& e) {
-            debugLog(std::string("error:completion block failed: ") + e.what());
-          } catch (...) {
-            debugLog("error:completion block failed");
-          }
+          noThrow("error:completion block", [&] { block(data, urlResponse, std::nullopt); });
         });
-      } catch (const std::exception& e) {
-        debugLog(std::string("error:") + e.what());
-      } catch (...) {
-        debugLog("error:unknown failure");
-      }
+      }, logTransportFailure);
     });
-  } catch (const std::exception& e) {
-    debugLog(std::string("error:") + e.what());
-  } catch (...) {
-    debugLog("error:unknown failure");
-  }
+  }, logTransportFailure);
 }
 
 std::optional<std::string> QDXHttpClient::synPostUseConnectionWithURL(const std::string& url,

@@ -9,7 +9,7 @@
 #include "kit/image_decode.h"
 #include "qdx/kit/Renderer.h"
 #include "qdx/kit/View.h"
-#include "sdk/QDXLog.h"
+#include "platform/log_gate.h"
 #include "support/test_env.h"
 
 namespace qdx::kit {
@@ -70,7 +70,7 @@ std::string jpegClaiming(unsigned width, unsigned height) {
 // line saying so; 4096 itself still decodes.
 TEST(ImageDecoding, ASideOverFourThousandAndNinetySixPixelsIsRefusedWithALogLine) {
   TestEnv env;
-  QDXLog::setDebug(true);
+  mydebug.store(true);
   const std::string wide = renderPng(std::make_shared<View>(Rect(0, 0, 4097, 1)), 1);
   const std::string tall = renderPng(std::make_shared<View>(Rect(0, 0, 1, 4097)), 1);
   const std::string widest = renderPng(std::make_shared<View>(Rect(0, 0, 4096, 2)), 1);
@@ -89,6 +89,7 @@ TEST(ImageDecoding, ASideOverFourThousandAndNinetySixPixelsIsRefusedWithALogLine
   EXPECT_EQ(Image::imageWithData(widest)->size(), (Size{4096, 2}));
   EXPECT_FALSE(exceedsPixelBudget(sampleJpeg()));
   EXPECT_FALSE(exceedsPixelBudget("<html>404</html>")) << "not an image: the decoder's call";
+  mydebug.store(false);
 }
 
 }  // namespace

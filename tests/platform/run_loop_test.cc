@@ -10,7 +10,7 @@
 
 #include <gtest/gtest.h>
 
-#include "sdk/QDXLog.h"
+#include "platform/log_gate.h"
 #include "support/test_env.h"
 
 namespace qdx {
@@ -104,7 +104,7 @@ TEST(RunLoopTest, TimersFireUntilCancelledAndWakeTheLoopFromOtherThreads) {
 
 TEST(RunLoopTest, RunUntilAndRunOnceStopWhenTheyShouldAndServeThrowingBlocksAndDescriptors) {
   TestEnv env;
-  QDXLog::setDebug(true);  // what follows is checked by its diagnostics
+  mydebug.store(true);  // what follows is checked by its diagnostics
   RunLoop& loop = RunLoop::main();
   EXPECT_FALSE(loop.runUntil([] { return false; }, 0.05));
   EXPECT_FALSE(loop.runUntil([]() -> bool { throw std::runtime_error("x"); }, 0.02));

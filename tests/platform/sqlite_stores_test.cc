@@ -7,9 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/log_gate.h"
 #include "platform/sqlite_key_value_store.h"
 #include "platform/sqlite_secure_store.h"
-#include "sdk/QDXLog.h"
 #include "support/test_env.h"
 
 namespace qdx {
@@ -25,7 +25,7 @@ void writeFile(const std::string& path, const std::string& bytes) {
 // not write and cannot read counts as absent, said once, until overwritten.
 TEST(SqliteStoresTest, ValuesRoundTripByteForByteAndUnreadableOnesReadAbsent) {
   TestEnv env;
-  QDXLog::setDebug(true);  // what follows is checked by its diagnostics
+  mydebug.store(true);  // what follows is checked by its diagnostics
   const std::string path = env.tempRoot() + "/prefs.sqlite";
   const std::string keys[] = {"", "'; DROP TABLE preferences; --", "中文键", "a\nb"};
   {
@@ -112,7 +112,7 @@ TEST(SqliteStoresTest, StoreFilesAreOwnerOnlyAndTheirFoldersToo) {
 // with one line each, and the store works on.
 TEST(SqliteStoresTest, GarbageDatabasesAreReplacedAndUnopenableOnesDegradeQuietly) {
   TestEnv env;
-  QDXLog::setDebug(true);  // what follows is checked by its diagnostics
+  mydebug.store(true);  // what follows is checked by its diagnostics
   const std::string prefs = SqliteKeyValueStore::databasePathForHome(env.homeDirectory());
   writeFile(prefs, std::string(8192, '\x5a'));
   const std::string keychain = SqliteSecureStore::databasePathInDirectory(env.keychainDirectory());

@@ -9,9 +9,6 @@
 #include <system_error>
 #include <thread>
 
-#include "reporting/background_work.h"
-#include "transport/QDXHttpClient.h"
-
 namespace qdx {
 
 namespace {
@@ -72,17 +69,35 @@ void TestEnv::configure() {
 }
 
 namespace {
+std::mutex probesMutex;
+std::vector<std::function<bool()>>& backgroundWorkProbes() {
+  static auto* probes = new std::vector<std::function<bool()>>();
+  return *probes;
+}
+
+bool backgroundWorkRunning() {
+  std::lock_guard<std::mutex> lock(probesMutex);
+  for (const auto& running : backgroundWorkProbes()) {
+    if (running()) return true;
+  }
+  return false;
+}
+
 // Background work a test started (asynchronous posts, detached start-up
 // threads) may still be using this platform: give it time to finish before
 // the platform goes away, so no thread logs into a destroyed sink.
 void waitForBackgroundWork() {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(15);
-  while ((QDXHttpClient::asyncPostsInFlight() > 0 || detachedWorkInFlight() > 0) &&
-         std::chrono::steady_clock::now() < deadline) {
+  while (backgroundWorkRunning() && std::chrono::steady_clock::now() < deadline) {
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
 }
 }  // namespace
+
+void TestEnv::addBackgroundWorkProbe(std::function<bool()> running) {
+  std::lock_guard<std::mutex> lock(probesMutex);
+  backgroundWorkProbes().push_back(std::move(running));
+}
 
 TestEnv::~TestEnv() {
   if (outer_ == nullptr) waitForBackgroundWork();

@@ -54,6 +54,13 @@ class TestEnv : public EnvWrapper {
   // The TestEnv made most recently and still alive, or nullptr.
   static TestEnv* installed();
 
+  // Background work a test may leave running (asynchronous posts, detached
+  // threads) must stop using the platform before the outermost TestEnv
+  // ends. The test support of each layer that starts such work adds a probe
+  // that says whether some of it still runs; the destructor waits, up to
+  // 15 seconds, until no probe does. The platform itself starts none.
+  static void addBackgroundWorkProbe(std::function<bool()> running);
+
   // The wrapped POSIX platform, for what only it offers.
   PosixEnv& posix() { return posix_; }
 

@@ -1,0 +1,2 @@
+#pragma once
+// In no layer of the fixture's table.
