@@ -18,11 +18,13 @@
 namespace qdx::bench {
 
 struct ReferenceFixture {
-  ReferenceFixture() {
+  // A server whose ad lists hold catalogSize apps.
+  explicit ReferenceFixture(int catalogSize = server::ServerOptions().catalogSize) {
     char dir[] = "/tmp/qdx-bench-XXXXXX";
     root = mkdtemp(dir) ? dir : "/tmp";
     server::ServerOptions options;
     options.apps[server::kDefaultAppId] = server::kDefaultAppKey;
+    options.catalogSize = catalogSize;
     options.journalPath = root + "/journal.jsonl";
     options.certPath = QDX_TEST_SERVER_CERT;
     options.keyPath = QDX_TEST_SERVER_KEY;

@@ -21,6 +21,7 @@
 #include "transport/QDXImageCache.h"
 #include "ui/QDXBannerView.h"
 #include "ui/QDXRecommendWallVC.h"
+#include "ui/ad_image.h"
 
 namespace qdx {
 
@@ -177,8 +178,7 @@ void QDXADManager::showBannerWithADRequest(const std::shared_ptr<QDXADRequest>& 
   banner->setDelegate(sharedManager());
   if (appCount(list) == 0) return;
   const std::optional<std::string> artwork = adText(first, adkeys::kAdUrl);
-  const std::optional<std::string> image =
-      artwork ? cache.getImageFromString(*artwork) : std::nullopt;
+  const std::optional<std::string> image = adImageData(artwork);
   if (!banner->showWithADRequest(request, image)) return;
   if (const AdIds ids = heldAd().ids; ids.bothPresent()) reportHeld(EventKind::kShow, request, ids);
   if (auto host = delegate()) host->onADShowedWithADRequest(request, bannerWidth(), bannerHeight());

@@ -17,8 +17,8 @@
 #include "ui/QDXADView.h"
 #include "ui/QDXBannerAdView.h"
 #include "ui/QDXListItemAdView.h"
+#include "ui/ad_image.h"
 #include "ui/user_count_text.h"
-#include "transport/QDXImageCache.h"
 
 namespace qdx {
 namespace {
@@ -75,7 +75,7 @@ void logMainQueueTimeout(const char* step, double seconds) {
 // Empty bytes are bytes, and count as present.
 std::optional<std::string> imageData(const std::optional<std::string>& url) {
   if (!url) return std::nullopt;
-  return QDXImageCache::shareInstance().getImageFromString(*url);
+  return adImageData(url);
 }
 
 // The pictures of one app's view, downloaded once, on the loader's calling

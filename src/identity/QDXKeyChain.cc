@@ -1,6 +1,7 @@
 #include "identity/QDXKeyChain.h"
 
 #include "common/json_access.h"
+#include "common/json_parse.h"
 #include "platform/env.h"
 #include "sdk/QDXLog.h"
 
@@ -33,7 +34,7 @@ void QDXKeyChain::saveUniqueStrWithName(const std::string& name, const Json& dat
 Json QDXKeyChain::getUniqueStrWithName(const std::string& name) {
   std::optional<std::string> data = Env::Default()->keychain().copyMatching(name, name);
   if (!data) return nullptr;
-  Json archive = Json::parse(*data, nullptr, /*allow_exceptions=*/false);
+  Json archive = parseJson(*data);
   if (archive.is_discarded() || !archive.is_object() || !archive.contains(kArchiveRoot)) {
     debugLog("Unarchive of " + name + " failed: " +
              (archive.is_discarded() ? std::string("the data is not an archive")

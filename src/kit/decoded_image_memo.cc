@@ -31,17 +31,22 @@ std::shared_ptr<Image> DecodedImageMemo::find(const std::string& bytes) {
 
 void DecodedImageMemo::keep(const std::string& bytes, const std::shared_ptr<Image>& image) {
   if (!image) return;
-  const std::size_t pixelBytes = image->pixels().size() * sizeof(std::uint32_t);
-  if (pixelBytes > kMaxImageBytes) return;
+  const std::size_t cost = image->pixels().size() * sizeof(std::uint32_t) + bytes.size();
+  if (cost > maxImageBytes_) return;
   const std::size_t hash = std::hash<std::string>()(bytes);
   std::lock_guard<std::mutex> lock(mutex_);
   if (locate(hash, bytes) != entries_.end()) return;  // another thread was first
-  entries_.push_front(Entry{hash, bytes, image, pixelBytes});
-  pixelBytes_ += pixelBytes;
-  while (pixelBytes_ > kBudgetBytes && !entries_.empty()) {
-    pixelBytes_ -= entries_.back().pixelBytes;
+  entries_.push_front(Entry{hash, bytes, image, cost});
+  bytesKept_ += cost;
+  while (bytesKept_ > budgetBytes_ && !entries_.empty()) {
+    bytesKept_ -= entries_.back().cost;
     entries_.pop_back();
   }
+}
+
+std::size_t DecodedImageMemo::bytesKept() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return bytesKept_;
 }
 
 }  // namespace qdx::kit

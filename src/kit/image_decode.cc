@@ -8,6 +8,10 @@
 #include <jpeglib.h>
 #include <png.h>
 
+#include <string>
+
+#include "platform/log_gate.h"
+
 namespace qdx::kit {
 namespace {
 
@@ -16,8 +20,26 @@ std::uint32_t premultiplied(unsigned r, unsigned g, unsigned b, unsigned a) {
   return (a << 24) | (mul(r) << 16) | (mul(g) << 8) | mul(b);
 }
 
+bool overBudget(std::uint64_t width, std::uint64_t height) {
+  if (width <= kMaxImageSide && height <= kMaxImageSide) return false;
+  debugLog("qdx: an image of " + std::to_string(width) + " x " + std::to_string(height) +
+           " pixels is over the " + std::to_string(kMaxImageSide) +
+           "-pixel limit: refused, treated as missing");
+  return true;
+}
+
 bool tooLarge(std::uint64_t width, std::uint64_t height) {
-  return width == 0 || height == 0 || width * height > kMaxDecodedPixels;
+  return width == 0 || height == 0 || overBudget(width, height);
+}
+
+bool isPng(const std::string& bytes) {
+  static const unsigned char kPng[] = {0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A};
+  return bytes.size() >= sizeof kPng && std::memcmp(bytes.data(), kPng, sizeof kPng) == 0;
+}
+
+bool isJpeg(const std::string& bytes) {
+  static const unsigned char kJpeg[] = {0xFF, 0xD8, 0xFF};
+  return bytes.size() >= sizeof kJpeg && std::memcmp(bytes.data(), kJpeg, sizeof kJpeg) == 0;
 }
 
 bool decodePng(const std::string& bytes, DecodedPixels& out) {
@@ -59,28 +81,36 @@ struct JpegError {
 
 void jpegSilence(j_common_ptr, int) {}
 
-// Plain C data only between setjmp and longjmp: no destructors are skipped.
-bool decodeJpegInto(const std::string& bytes, int* width, int* height,
-                    unsigned char** rgb /* malloc'd */) {
+// Reads the JPEG in bytes: its size into width and height and, unless rgb
+// is null, its pixels as packed RGB into *rgb (malloc'd). Plain C data only
+// between setjmp and longjmp: no destructors are skipped.
+bool decodeJpegInto(const std::string& bytes, int* width, int* height, unsigned char** rgb) {
   jpeg_decompress_struct info;
   JpegError err;
   info.err = jpeg_std_error(&err.base);
   err.base.error_exit = jpegErrorExit;
   err.base.emit_message = jpegSilence;
-  *rgb = nullptr;
+  if (rgb != nullptr) *rgb = nullptr;
   if (setjmp(err.jump)) {
     jpeg_destroy_decompress(&info);
-    std::free(*rgb);
-    *rgb = nullptr;
+    if (rgb != nullptr) {
+      std::free(*rgb);
+      *rgb = nullptr;
+    }
     return false;
   }
   jpeg_create_decompress(&info);
   jpeg_mem_src(&info, reinterpret_cast<const unsigned char*>(bytes.data()),
                static_cast<unsigned long>(bytes.size()));
-  if (jpeg_read_header(&info, TRUE) != JPEG_HEADER_OK ||
-      tooLarge(info.image_width, info.image_height)) {
+  if (jpeg_read_header(&info, TRUE) != JPEG_HEADER_OK) {
     jpeg_destroy_decompress(&info);
     return false;
+  }
+  *width = static_cast<int>(info.image_width);
+  *height = static_cast<int>(info.image_height);
+  if (rgb == nullptr || tooLarge(info.image_width, info.image_height)) {
+    jpeg_destroy_decompress(&info);
+    return rgb == nullptr;
   }
   info.out_color_space = JCS_RGB;
   jpeg_start_decompress(&info);
@@ -124,13 +154,23 @@ bool decodeJpeg(const std::string& bytes, DecodedPixels& out) {
 }  // namespace
 
 bool decodeImage(const std::string& bytes, DecodedPixels& out) {
-  static const unsigned char kPng[] = {0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A};
-  static const unsigned char kJpeg[] = {0xFF, 0xD8, 0xFF};
-  if (bytes.size() >= sizeof kPng && std::memcmp(bytes.data(), kPng, sizeof kPng) == 0) {
-    return decodePng(bytes, out);
+  if (isPng(bytes)) return decodePng(bytes, out);
+  if (isJpeg(bytes)) return decodeJpeg(bytes, out);
+  return false;
+}
+
+bool exceedsPixelBudget(const std::string& bytes) {
+  int width = 0, height = 0;
+  if (isPng(bytes)) {
+    png_image image;
+    std::memset(&image, 0, sizeof image);
+    image.version = PNG_IMAGE_VERSION;
+    if (!png_image_begin_read_from_memory(&image, bytes.data(), bytes.size())) return false;
+    png_image_free(&image);
+    return overBudget(image.width, image.height);
   }
-  if (bytes.size() >= sizeof kJpeg && std::memcmp(bytes.data(), kJpeg, sizeof kJpeg) == 0) {
-    return decodeJpeg(bytes, out);
+  if (isJpeg(bytes) && decodeJpegInto(bytes, &width, &height, nullptr)) {
+    return overBudget(width, height);
   }
   return false;
 }

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "common/json.h"
+#include "common/json_parse.h"
 #include "platform/env.h"
 #include "platform/log_gate.h"
 #include "qdx/kit/Button.h"
@@ -239,7 +240,7 @@ std::shared_ptr<View> ViewClassRegistry::make(const std::string& name) const {
 
 std::vector<std::shared_ptr<View>> loadLayout(const std::string& text, const std::string& resourceDir,
                                               const std::string& source) {
-  const Json document = Json::parse(text, nullptr, /*allow_exceptions=*/false);
+  const Json document = parseJson(text);
   if (document.is_discarded()) {
     debugLog("The interface file " + source + " is not valid JSON");
     return {};

@@ -99,9 +99,29 @@ class PooledHandle {
   CURL* handle_;
 };
 
+// Where the body arrives. Nothing may throw through libcurl's C frames, so
+// a body past its limit, or one memory cannot hold, ends the transfer
+// instead (a short count makes libcurl fail with CURLE_WRITE_ERROR).
+struct BodySink {
+  std::string body;
+  std::size_t limit;
+  bool refused = false;
+};
+
 size_t appendBody(char* data, size_t size, size_t count, void* target) {
-  static_cast<std::string*>(target)->append(data, size * count);
-  return size * count;
+  auto* sink = static_cast<BodySink*>(target);
+  const std::size_t bytes = size * count;
+  if (bytes > sink->limit - sink->body.size()) {
+    sink->refused = true;
+    return 0;
+  }
+  try {
+    sink->body.append(data, bytes);
+  } catch (...) {
+    sink->refused = true;
+    return 0;
+  }
+  return bytes;
 }
 
 // Frees a header or CONNECT_TO list when the request ends, on every path.
@@ -176,11 +196,19 @@ HttpResponse perform(CURL* curl, const HttpRequest& request, const std::string& 
     curl_easy_setopt(curl, CURLOPT_CUSTOMREQUEST, request.method.c_str());
   }
 
-  std::string body;
+  BodySink sink{std::string(), request.maxBodyBytes};
   curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, appendBody);
-  curl_easy_setopt(curl, CURLOPT_WRITEDATA, &body);
+  curl_easy_setopt(curl, CURLOPT_WRITEDATA, &sink);
+  // An announced length over the limit is refused before any body arrives.
+  curl_easy_setopt(curl, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(request.maxBodyBytes));
 
   CURLcode code = curl_easy_perform(curl);
+  if (sink.refused || code == CURLE_FILESIZE_EXCEEDED) {
+    response.tooLarge = true;
+    response.error = "the answer from " + request.url + " is over " +
+                     std::to_string(request.maxBodyBytes) + " bytes: refused";
+    return response;
+  }
   if (code != CURLE_OK) {
     response.error = errorText[0] != '\0' ? std::string(errorText) : curl_easy_strerror(code);
     return response;
@@ -189,7 +217,7 @@ HttpResponse perform(CURL* curl, const HttpRequest& request, const std::string& 
   curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
   response.arrived = true;
   response.status = status;
-  response.body = std::move(body);
+  response.body = std::move(sink.body);
   return response;
 }
 

@@ -20,6 +20,9 @@ namespace {
 // the write lock for a moment.
 constexpr int kBusyTimeoutMs = 5000;
 
+// The mode of the folder a database lives in.
+constexpr mode_t kFolderMode = 0700;
+
 // WAL with synchronous=NORMAL: a committed transaction survives a killed
 // process (only a power loss may drop the last ones), at a fraction of the
 // cost of FULL.
@@ -77,12 +80,24 @@ int SqliteDatabase::open() {
   if (db_ != nullptr) return SQLITE_OK;
   std::error_code ec;
   std::filesystem::path file(path_);
-  if (file.has_parent_path()) std::filesystem::create_directories(file.parent_path(), ec);
-  // Create the file ourselves so that it gets our mode, not SQLite's 0644.
+  if (file.has_parent_path()) {
+    // The store's folder is for the owner alone, like the file: others may
+    // not even list what the app keeps (or tightened, when an older
+    // version made it with the default mode).
+    std::filesystem::create_directories(file.parent_path(), ec);
+    ::chmod(file.parent_path().c_str(), kFolderMode);
+  }
+  // Create the file ourselves so that it gets our mode, not SQLite's 0644;
+  // an existing one is brought to it too. SQLite gives its -wal and -shm
+  // files the mode of the database; ones an older version left are
+  // tightened here as well.
   int fd = ::open(path_.c_str(), O_CREAT | O_RDWR | O_CLOEXEC, fileMode_);
   if (fd >= 0) {
     ::fchmod(fd, static_cast<mode_t>(fileMode_));
     ::close(fd);
+  }
+  for (const char* suffix : {"-wal", "-shm"}) {
+    ::chmod((path_ + suffix).c_str(), static_cast<mode_t>(fileMode_));  // absent: nothing to do
   }
   sqlite3* db = nullptr;
   int rc = sqlite3_open_v2(path_.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,

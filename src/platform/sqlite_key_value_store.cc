@@ -2,6 +2,8 @@
 
 #include <sqlite3.h>
 
+#include "common/json_parse.h"
+
 namespace qdx {
 
 namespace {
@@ -20,7 +22,7 @@ std::string jsonText(const Json& value) {
 }  // namespace
 
 SqliteKeyValueStore::SqliteKeyValueStore(std::string databasePath)
-    : database_(std::move(databasePath), kSchema, 0644, "local store") {}
+    : database_(std::move(databasePath), kSchema, 0600, "local store") {}
 
 std::string SqliteKeyValueStore::databasePathForHome(const std::string& homeDirectory) {
   return homeDirectory + "/Library/Preferences/qdx.sqlite";
@@ -49,7 +51,7 @@ Json SqliteKeyValueStore::get(const std::string& key) {
     return rc == SQLITE_DONE ? SQLITE_OK : rc;
   });
   if (!found) return nullptr;
-  Json value = Json::parse(text, nullptr, /*allow_exceptions=*/false);
+  Json value = parseJson(text);
   if (value.is_discarded()) {
     if (unreadableKeysLogged_.insert(key).second) {
       SqliteDatabase::logLine("qdx: the local store's value for " + key +

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <vector>
 
+#include "common/json_parse.h"
 #include "sdk/QDXLog.h"
 
 namespace qdx {
@@ -82,13 +83,9 @@ Json parse(const std::string& text, bool allowFragments, std::string* error) {
     if (error) *error = "JSON nested too deeply (more than 512 levels)";
     return nullptr;
   }
-  Json value;
-  try {
-    value = Json::parse(text);
-  } catch (const std::exception& failure) {
-    if (error) *error = failure.what();
-    return nullptr;
-  }
+  // Linear in the text: an object's members are indexed while they arrive.
+  Json value = parseJson(text, error);
+  if (value.is_discarded()) return nullptr;
   if (!allowFragments && !value.is_object() && !value.is_array()) {
     if (error) *error = "JSON text did not start with array or object and fragments are not allowed";
     return nullptr;

@@ -1,9 +1,11 @@
 #include "transport/QDXHttpClient.h"
 
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <exception>
 #include <mutex>
+#include <string>
 #include <utility>
 
 #include "common/no_throw.h"
@@ -37,10 +39,24 @@ std::optional<std::string> envelopeFor(const std::string& url, const Json& param
   return body;
 }
 
+// Whether response is to be refused for its size: the platform stopped a
+// body over the request's limit, or (a platform that ignores the limit)
+// handed one over. Either way it is logged and counts as no answer.
+bool refusedForSize(const HttpRequest& request, const HttpResponse& response) {
+  if (!response.tooLarge && !(response.arrived && response.body.size() > request.maxBodyBytes)) {
+    return false;
+  }
+  debugLog("error:the answer from " + request.url + " is over " +
+           std::to_string(request.maxBodyBytes) + " bytes: refused, treated as no answer");
+  return true;
+}
+
 // Runs asynchronous exchanges off the caller's thread. Workers are started
-// as needed (up to a limit) and then kept, so each keeps its HTTP
-// connection warm; one slow exchange never holds up the others while there
-// is room for another worker. Never destroyed, like the client.
+// as needed (up to a limit), so one slow exchange never holds up the others
+// while there is room for another worker. A worker idle for a while ends,
+// except the first few, which stay for the next burst (the connections
+// themselves are pooled by the platform, whichever thread uses them).
+// Never destroyed, like the client.
 class ExchangeWorkers {
  public:
   static ExchangeWorkers& shared() {
@@ -61,6 +77,10 @@ class ExchangeWorkers {
 
  private:
   static constexpr std::size_t kMaxWorkers = 16;
+  // Workers kept however long they idle, and how long the others wait for
+  // a job before they end.
+  static constexpr std::size_t kWarmWorkers = 2;
+  static constexpr std::chrono::seconds kIdleEnd{2};
 
   void work() {
     for (;;) {
@@ -68,8 +88,13 @@ class ExchangeWorkers {
       {
         std::unique_lock<std::mutex> lock(mutex_);
         ++idle_;
-        ready_.wait(lock, [this] { return !jobs_.empty(); });
+        const bool found = ready_.wait_for(lock, kIdleEnd, [this] { return !jobs_.empty(); });
         --idle_;
+        if (!found) {
+          if (started_ <= kWarmWorkers) continue;
+          --started_;
+          return;
+        }
         job = std::move(jobs_.front());
         jobs_.pop_front();
       }
@@ -126,6 +151,7 @@ void QDXHttpClient::asyPostWithURL(const std::string& url, const Json& parameter
     ExchangeWorkers::shared().submit([request = std::move(request), block = std::move(block)] {
       noThrow([&] {
         HttpResponse response = Env::Default()->performHttp(request);
+        if (refusedForSize(request, response)) return;
         if (!response.arrived) {
           // A failed exchange never reaches the caller's block.
           debugLog("error:" + response.error);
@@ -147,7 +173,9 @@ std::optional<std::string> QDXHttpClient::synPostUseConnectionWithURL(const std:
     if (!hasDataConnection()) return std::nullopt;
     std::optional<std::string> body = envelopeFor(url, parameterDic);
     if (!body) return std::nullopt;
-    HttpResponse response = Env::Default()->performHttp(signedPost(url, std::move(*body)));
+    const HttpRequest request = signedPost(url, std::move(*body));
+    HttpResponse response = Env::Default()->performHttp(request);
+    if (refusedForSize(request, response)) return std::nullopt;
     // Whatever arrived is returned as it is: an error page comes back as
     // bytes, and the caller's parse decides.
     if (!response.arrived) return std::nullopt;
@@ -165,7 +193,7 @@ std::optional<std::string> QDXHttpClient::downloadImageFromString(const std::str
     request.url = url;
     request.timeoutSeconds = Env::Default()->downloadTimeoutSeconds();
     HttpResponse response = Env::Default()->performHttp(request);
-    if (!response.arrived) return std::nullopt;
+    if (refusedForSize(request, response) || !response.arrived) return std::nullopt;
     // A server's error page is not the image: the image cache would store
     // it under the image's name and serve it for good, so it counts as no
     // data.

@@ -19,9 +19,10 @@ QDXImageCache& QDXImageCache::shareInstance() {
 QDXImageCache::QDXImageCache() { reset(); }
 
 void QDXImageCache::reset() {
-  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   memoryCacheDic_.clear();
   memoryOrder_.clear();
+  inFlight_.clear();
   cacheSize_ = 0;
   filePath_.clear();
   diskCachePath_ = Env::Default()->cachesDirectory() + "/ImageCache";
@@ -44,44 +45,78 @@ std::optional<std::string> QDXImageCache::getImageFromString(const std::string& 
 
 std::optional<std::string> QDXImageCache::lookup(const std::string& url) {
   if (url.empty()) return std::nullopt;
-  std::lock_guard<std::recursive_mutex> lock(mutex_);
-
-  auto found = memoryCacheDic_.find(url);
-  const bool inMemory = found != memoryCacheDic_.end();
-  std::shared_ptr<QDXImageDataInfo> entry =
-      inMemory ? found->second : std::make_shared<QDXImageDataInfo>();
-  // A memory hit leaves timeOfUseImage alone.
-  if (entry->imageData) return entry->imageData;
-
-  filePath_ = filePathForURL(url);
-  Env* env = Env::Default();
-  if (env->fileExists(filePath_)) {
-    // An unreadable file gives no bytes: the entry is refused below.
-    entry->imageData = env->readFile(filePath_);
-    if (!inMemory) insertLocked(entry, url);
-    // The file is not written again.
-  } else {
-    entry->imageData = QDXHttpClient::shareHttpClient().downloadImageFromString(url);
-    if (insertLocked(entry, url)) writeLocked(*entry->imageData);
+  {
+    MutexLock lock(mutex_);
+    for (;;) {
+      auto found = memoryCacheDic_.find(url);
+      // A memory hit leaves timeOfUseImage alone.
+      if (found != memoryCacheDic_.end() && found->second->imageData) {
+        return found->second->imageData;
+      }
+      if (inFlight_.insert(url).second) break;
+      // Another lookup is fetching this URL: its result is ours too (or,
+      // when it got nothing, we try ourselves).
+      fetched_.wait(mutex_);
+    }
+    filePath_ = filePathForURL(url);
   }
+  // Lands the flight however fetch ends, so no waiter waits for ever.
+  struct Landing {
+    QDXImageCache* cache;
+    const std::string& url;
+    ~Landing() { cache->land(url); }
+  } landing{this, url};
+  return fetch(url);
+}
+
+std::optional<std::string> QDXImageCache::fetch(const std::string& url) {
+  // Each lookup keeps its own path: a concurrent lookup never redirects
+  // this one's bytes into another URL's file.
+  const std::string path = filePathForURL(url);
+  Env* env = Env::Default();
+  auto entry = std::make_shared<QDXImageDataInfo>();
+  if (env->fileExists(path)) {
+    // An unreadable file gives no bytes: the entry is refused below.
+    entry->imageData = env->readFile(path);
+    MutexLock lock(mutex_);
+    if (!memoryCacheDic_.contains(url)) insertLocked(entry, url);
+    // The file is not written again.
+    return entry->imageData;
+  }
+  entry->imageData = QDXHttpClient::shareHttpClient().downloadImageFromString(url);
+  bool stored = false;
+  {
+    MutexLock lock(mutex_);
+    stored = insertLocked(entry, url);
+  }
+  // A failed write leaves no file: the image is downloaded again next time.
+  if (stored) env->writeFileAtomically(path, *entry->imageData);
   return entry->imageData;
 }
 
-void QDXImageCache::writeImageDataToDisk(const std::string& bytes) {
-  std::lock_guard<std::recursive_mutex> lock(mutex_);
-  writeLocked(bytes);
+void QDXImageCache::land(const std::string& url) {
+  {
+    MutexLock lock(mutex_);
+    inFlight_.erase(url);
+  }
+  fetched_.notify_all();
 }
 
-void QDXImageCache::writeLocked(const std::string& bytes) {
-  if (filePath_.empty()) return;
+void QDXImageCache::writeImageDataToDisk(const std::string& bytes) {
+  std::string path;
+  {
+    MutexLock lock(mutex_);
+    path = filePath_;
+  }
+  if (path.empty()) return;
   // A failed write leaves no file: the image is downloaded again next time.
-  Env::Default()->writeFileAtomically(filePath_, bytes);
+  Env::Default()->writeFileAtomically(path, bytes);
 }
 
 bool QDXImageCache::cleanOldMemoryCache(std::shared_ptr<QDXImageDataInfo> entry,
                                         const std::string& url) {
   if (!entry) return false;
-  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   return insertLocked(entry, url);
 }
 
@@ -117,8 +152,11 @@ bool QDXImageCache::insertLocked(const std::shared_ptr<QDXImageDataInfo>& entry,
     for (const std::string& key : keys) {
       if (memoryCacheDic_.at(key)->timeOfUseImage == evictionTime) memoryCacheDic_.erase(key);
     }
-    std::erase_if(memoryOrder_,
-                  [this](const std::string& key) { return !memoryCacheDic_.contains(key); });
+    std::vector<std::string> kept;
+    for (const std::string& key : memoryOrder_) {
+      if (memoryCacheDic_.contains(key)) kept.push_back(key);
+    }
+    memoryOrder_ = std::move(kept);
   }
 
   entry->timeOfUseImage = now;
@@ -131,22 +169,22 @@ bool QDXImageCache::insertLocked(const std::shared_ptr<QDXImageDataInfo>& entry,
 }
 
 float QDXImageCache::cacheSize() const {
-  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   return cacheSize_;
 }
 
 void QDXImageCache::setCacheSize(float kilobytes) {
-  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   cacheSize_ = kilobytes;
 }
 
 std::vector<std::string> QDXImageCache::memoryCacheKeys() const {
-  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   return memoryOrder_;
 }
 
 std::shared_ptr<QDXImageDataInfo> QDXImageCache::memoryEntry(const std::string& url) const {
-  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   auto found = memoryCacheDic_.find(url);
   return found == memoryCacheDic_.end() ? nullptr : found->second;
 }

@@ -4,15 +4,22 @@
 // directory's "ImageCache"), in front of the network. It hands back raw
 // bytes; callers decode them.
 //
-// Whole lookups are serialised by one lock, so the file path of a lookup is
-// never taken over by another. A miss downloads synchronously: use the
-// cache off the main thread.
+// The lock guards the memory map and counters only; it is never held while
+// a file is read or written or a download runs, so a memory hit answers at
+// once even while another thread's download stalls. Each lookup keeps its
+// own file path. Lookups of a URL already being fetched wait for that fetch
+// instead of starting another, so one URL is downloaded once. A miss
+// downloads synchronously: use the cache off the main thread.
+#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
+
+#include "common/mutex.h"
+#include "common/thread_annotations.h"
 
 namespace qdx {
 
@@ -41,10 +48,10 @@ class QDXImageCache {
   // kept in memory, the file left as it is), else downloaded (then kept in
   // memory and, when accepted there, written to disk). nullopt for an empty
   // url or when neither disk nor network gives bytes.
-  std::optional<std::string> getImageFromString(const std::string& url);
+  std::optional<std::string> getImageFromString(const std::string& url) EXCLUDES(mutex_);
 
-  // Writes bytes atomically to the file of the lookup in progress.
-  void writeImageDataToDisk(const std::string& bytes);
+  // Writes bytes atomically to the file of the lookup started last.
+  void writeImageDataToDisk(const std::string& bytes) EXCLUDES(mutex_);
 
   // Puts entry into memory under url. An entry without bytes is refused
   // (false; "加载%@后没有得到数据" while debugging). Below the limit the
@@ -52,17 +59,18 @@ class QDXImageCache {
   // entries stamped exactly with the earlier time of the last two keys (in
   // insertion order) are evicted first, and cacheSize stays as it is: it
   // never decreases. Returns true when the entry was stored.
-  bool cleanOldMemoryCache(std::shared_ptr<QDXImageDataInfo> entry, const std::string& url);
+  bool cleanOldMemoryCache(std::shared_ptr<QDXImageDataInfo> entry, const std::string& url)
+      EXCLUDES(mutex_);
 
   // Running total of bytes ever put into memory, in kilobytes.
-  float cacheSize() const;
-  void setCacheSize(float kilobytes);
+  float cacheSize() const EXCLUDES(mutex_);
+  void setCacheSize(float kilobytes) EXCLUDES(mutex_);
 
   // Forgets every entry in memory and the running size, and follows the
   // installed Env's caches directory again: the cache as a fresh launch
   // finds it. For a process that installs one Env after another (a test
   // program, one test after the other); the SDK never calls it.
-  void reset();
+  void reset() EXCLUDES(mutex_);
 
   // The disk folder, and the file a URL maps to.
   const std::string& diskCachePath() const { return diskCachePath_; }
@@ -70,20 +78,33 @@ class QDXImageCache {
 
   // For inspection: the URLs in memory in enumeration (insertion) order,
   // and an entry (nullptr when absent).
-  std::vector<std::string> memoryCacheKeys() const;
-  std::shared_ptr<QDXImageDataInfo> memoryEntry(const std::string& url) const;
+  std::vector<std::string> memoryCacheKeys() const EXCLUDES(mutex_);
+  std::shared_ptr<QDXImageDataInfo> memoryEntry(const std::string& url) const EXCLUDES(mutex_);
 
  private:
-  std::optional<std::string> lookup(const std::string& url);
-  bool insertLocked(const std::shared_ptr<QDXImageDataInfo>& entry, const std::string& url);
-  void writeLocked(const std::string& bytes);
+  std::optional<std::string> lookup(const std::string& url) EXCLUDES(mutex_);
+  // Reads url's file, or else downloads it, with the lock released, and
+  // keeps what came in memory (and a download on disk). Called with url
+  // marked in flight.
+  std::optional<std::string> fetch(const std::string& url) EXCLUDES(mutex_);
+  // Ends url's flight and wakes the lookups waiting for it.
+  void land(const std::string& url) EXCLUDES(mutex_);
+  bool insertLocked(const std::shared_ptr<QDXImageDataInfo>& entry, const std::string& url)
+      REQUIRES(mutex_);
 
-  mutable std::recursive_mutex mutex_;
-  std::unordered_map<std::string, std::shared_ptr<QDXImageDataInfo>> memoryCacheDic_;
-  std::vector<std::string> memoryOrder_;  // insertion order of memoryCacheDic_'s keys
+  mutable Mutex mutex_;
+  // Signalled whenever a fetch ends and its URL leaves inFlight_.
+  std::condition_variable_any fetched_;
+  std::unordered_map<std::string, std::shared_ptr<QDXImageDataInfo>> memoryCacheDic_
+      GUARDED_BY(mutex_);
+  // Insertion order of memoryCacheDic_'s keys.
+  std::vector<std::string> memoryOrder_ GUARDED_BY(mutex_);
+  // URLs whose file is being read or whose download runs.
+  std::set<std::string> inFlight_ GUARDED_BY(mutex_);
+  // Set at construction and by reset(), which runs only while no lookup does.
   std::string diskCachePath_;
-  std::string filePath_;
-  float cacheSize_ = 0;
+  std::string filePath_ GUARDED_BY(mutex_);
+  float cacheSize_ GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace qdx

@@ -11,7 +11,7 @@
 #include "qdx/kit/ImageView.h"
 #include "qdx/kit/TapGestureRecognizer.h"
 #include "sdk/QDXLog.h"
-#include "transport/QDXImageCache.h"
+#include "ui/ad_image.h"
 
 namespace qdx {
 namespace {
@@ -35,8 +35,7 @@ bool QDXBannerAdView::onAdInfoLoaded(const Json& entry, kit::Size size) {
 
 std::optional<std::string> QDXBannerAdView::artworkOf(const Json& entry) {
   const std::optional<std::string> url = adText(entry, adkeys::kAdUrl);
-  if (!url) return std::nullopt;
-  return QDXImageCache::shareInstance().getImageFromString(*url);
+  return adImageData(url);
 }
 
 bool QDXBannerAdView::showArtwork(const std::optional<std::string>& artwork, kit::Size size) {

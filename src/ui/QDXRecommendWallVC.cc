@@ -18,7 +18,7 @@
 #include "qdx/kit/Screen.h"
 #include "sdk/QDXLog.h"
 #include "transport/QDXApiBase.h"
-#include "transport/QDXImageCache.h"
+#include "ui/ad_image.h"
 
 namespace qdx {
 
@@ -134,8 +134,7 @@ double scaled(float coefficient, float length) { return static_cast<double>(coef
 
 // The cached bytes of url; nullopt for an absent url or a miss.
 std::optional<std::string> cachedImage(const std::optional<std::string>& url) {
-  if (!url) return std::nullopt;
-  return QDXImageCache::shareInstance().getImageFromString(*url);
+  return adImageData(url);
 }
 
 // Entry k of a content list; absent past its end.

@@ -17,7 +17,7 @@ std::string pngOfSize(double width, double height, Color colour) {
   return renderPng(view, 1);
 }
 
-TEST(DecodedImageMemo, SameBytesShareOneImageWhileLargeOnesAndOtherBytesDecodeAnew) {
+TEST(DecodedImageMemo, SameBytesShareOneImageWhileOtherBytesDecodeAnew) {
   const std::string red = pngOfSize(30, 30, Color(1, 0, 0, 1));
   const std::string blue = pngOfSize(30, 30, Color(0, 0, 1, 1));
   auto first = Image::imageWithData(red);
@@ -29,29 +29,40 @@ TEST(DecodedImageMemo, SameBytesShareOneImageWhileLargeOnesAndOtherBytesDecodeAn
   EXPECT_GT(other->colorAt(5, 5).blue, 0.9);
   EXPECT_GT(first->colorAt(5, 5).red, 0.9);
 
-  // 640 x 470 pixels are over the size kept: each decoding is its own.
+  // A wall's card back (640 x 470, 1.2 MB of pixels) is shared as well.
   const std::string cardBack = pngOfSize(640, 470, Color(0, 1, 0, 1));
   auto back = Image::imageWithData(cardBack);
   ASSERT_NE(back, nullptr);
-  EXPECT_NE(Image::imageWithData(cardBack), back);
+  EXPECT_EQ(Image::imageWithData(cardBack), back);
 }
 
-TEST(DecodedImageMemo, KeepsNoMoreThanItsBudget) {
-  DecodedImageMemo memo;
-  // 300 x 300 pixels are 360,000 bytes: five of them are over the budget,
-  // so the oldest ones go first.
+// 100 x 100 pixels cost 40,000 bytes plus their PNG.
+constexpr std::size_t kSquareCost = 100 * 100 * 4;
+
+TEST(DecodedImageMemo, StaysWithinItsBudgetDroppingTheLeastRecentlyUsedFirst) {
+  DecodedImageMemo memo(4 * kSquareCost + 16384, 2 * kSquareCost);
   std::vector<std::string> encoded;
   std::vector<std::shared_ptr<Image>> images;
-  for (int i = 0; i < 8; ++i) {
-    encoded.push_back(pngOfSize(300, 300, Color(i / 8.0, 0, 0, 1)));
+  for (int i = 0; i < 4; ++i) {
+    encoded.push_back(pngOfSize(100, 100, Color(i / 8.0, 0, 0, 1)));
     images.push_back(Image::imageWithData(encoded.back()));
     memo.keep(encoded.back(), images.back());
   }
-  EXPECT_EQ(memo.find(encoded.front()), nullptr);
-  EXPECT_EQ(memo.find(encoded.back()), images.back());
-  std::size_t kept = 0;
-  for (const std::string& bytes : encoded) kept += memo.find(bytes) != nullptr;
-  EXPECT_EQ(kept, DecodedImageMemo::kBudgetBytes / (300 * 300 * 4));
+  // Using the oldest makes the second the least recently used.
+  EXPECT_EQ(memo.find(encoded[0]), images[0]);
+  const std::string fifth = pngOfSize(100, 100, Color(0, 0, 1, 1));
+  memo.keep(fifth, Image::imageWithData(fifth));
+  EXPECT_EQ(memo.find(encoded[1]), nullptr) << "least recently used: out first";
+  EXPECT_EQ(memo.find(encoded[0]), images[0]) << "used lately: kept";
+  EXPECT_NE(memo.find(fifth), nullptr);
+  EXPECT_LE(memo.bytesKept(), 4 * kSquareCost + 16384);
+
+  // One image over the one-image limit is not kept, and evicts nothing.
+  const std::string large = pngOfSize(150, 150, Color(0, 1, 1, 1));
+  const std::size_t before = memo.bytesKept();
+  memo.keep(large, Image::imageWithData(large));
+  EXPECT_EQ(memo.find(large), nullptr);
+  EXPECT_EQ(memo.bytesKept(), before);
 }
 
 }  // namespace

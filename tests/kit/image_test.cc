@@ -6,8 +6,11 @@
 #include <fstream>
 #include <sstream>
 
+#include "kit/image_decode.h"
 #include "qdx/kit/Renderer.h"
 #include "qdx/kit/View.h"
+#include "platform/log_gate.h"
+#include "support/test_env.h"
 
 namespace qdx::kit {
 namespace {
@@ -44,6 +47,49 @@ TEST(ImageDecoding, JpegKeepsItsSizeAndColoursAndUndecodableBytesGiveNoImage) {
   EXPECT_GT(right.blue, 0.9);
   EXPECT_LT(right.red, 0.1);
   EXPECT_EQ(left.alpha, 1);
+}
+
+// sampleJpeg() with the size in its frame header changed: the header
+// claims what the data cannot hold, as a hostile file would.
+std::string jpegClaiming(unsigned width, unsigned height) {
+  std::string jpeg = sampleJpeg();
+  for (std::size_t i = 2; i + 9 < jpeg.size(); ++i) {
+    const auto marker = static_cast<unsigned char>(jpeg[i + 1]);
+    if (static_cast<unsigned char>(jpeg[i]) == 0xFF && (marker == 0xC0 || marker == 0xC2)) {
+      jpeg[i + 5] = static_cast<char>(height >> 8);
+      jpeg[i + 6] = static_cast<char>(height & 0xFF);
+      jpeg[i + 7] = static_cast<char>(width >> 8);
+      jpeg[i + 8] = static_cast<char>(width & 0xFF);
+      return jpeg;
+    }
+  }
+  return "";
+}
+
+// A side over 4096 pixels is refused before any pixel is allocated, with a
+// line saying so; 4096 itself still decodes.
+TEST(ImageDecoding, ASideOverFourThousandAndNinetySixPixelsIsRefusedWithALogLine) {
+  TestEnv env;
+  mydebug.store(true);
+  const std::string wide = renderPng(std::make_shared<View>(Rect(0, 0, 4097, 1)), 1);
+  const std::string tall = renderPng(std::make_shared<View>(Rect(0, 0, 1, 4097)), 1);
+  const std::string widest = renderPng(std::make_shared<View>(Rect(0, 0, 4096, 2)), 1);
+  const std::string hostileJpeg = jpegClaiming(8000, 8000);
+  ASSERT_FALSE(hostileJpeg.empty());
+
+  for (const std::string& refused : {wide, tall, hostileJpeg}) {
+    EXPECT_TRUE(exceedsPixelBudget(refused));
+    EXPECT_EQ(Image::imageWithData(refused), nullptr);
+  }
+  EXPECT_TRUE(env.logContains("an image of 4097 x 1 pixels is over the 4096-pixel limit"));
+  EXPECT_TRUE(env.logContains("an image of 8000 x 8000 pixels is over the 4096-pixel limit"));
+
+  EXPECT_FALSE(exceedsPixelBudget(widest));
+  ASSERT_NE(Image::imageWithData(widest), nullptr);
+  EXPECT_EQ(Image::imageWithData(widest)->size(), (Size{4096, 2}));
+  EXPECT_FALSE(exceedsPixelBudget(sampleJpeg()));
+  EXPECT_FALSE(exceedsPixelBudget("<html>404</html>")) << "not an image: the decoder's call";
+  mydebug.store(false);
 }
 
 }  // namespace

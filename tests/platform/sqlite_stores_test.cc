@@ -69,6 +69,45 @@ TEST(SqliteStoresTest, ValuesRoundTripByteForByteAndUnreadableOnesReadAbsent) {
   EXPECT_EQ(info.st_mode & 0777, 0600u);
 }
 
+mode_t modeOf(const std::string& path) {
+  struct stat info {};
+  return ::stat(path.c_str(), &info) == 0 ? (info.st_mode & 0777) : 0;
+}
+
+// Both stores and their journals are for the owner alone, in folders only
+// the owner may enter; what an older version left world-readable is
+// tightened when it is opened.
+TEST(SqliteStoresTest, StoreFilesAreOwnerOnlyAndTheirFoldersToo) {
+  TestEnv env;
+  const mode_t oldMask = ::umask(022);  // the usual: new files 0644, folders 0755
+  const std::string prefs = SqliteKeyValueStore::databasePathForHome(env.homeDirectory());
+  const std::string vault = SqliteSecureStore::databasePathInDirectory(env.keychainDirectory());
+  {
+    SqliteKeyValueStore store(prefs);
+    store.set("QDX_APP_KEY", "secret");
+    SqliteSecureStore keychain(vault);
+    ASSERT_TRUE(keychain.add("QDX_Dev_ID", "QDX_Dev_ID", "device"));
+    for (const std::string& db : {prefs, vault}) {
+      SCOPED_TRACE(db);
+      EXPECT_EQ(modeOf(db), 0600u);
+      EXPECT_EQ(modeOf(db + "-wal"), 0600u) << "the journal holds the same secrets";
+      EXPECT_EQ(modeOf(std::filesystem::path(db).parent_path()), 0700u);
+    }
+  }
+
+  const std::string olderHome = env.tempRoot() + "/older";
+  const std::string older = SqliteKeyValueStore::databasePathForHome(olderHome);
+  std::filesystem::create_directories(std::filesystem::path(older).parent_path());
+  writeFile(older, "");
+  ::chmod(older.c_str(), 0644);
+  ::chmod(std::filesystem::path(older).parent_path().c_str(), 0755);
+  SqliteKeyValueStore reopened(older);
+  reopened.set("k", "v");
+  EXPECT_EQ(modeOf(older), 0600u);
+  EXPECT_EQ(modeOf(std::filesystem::path(older).parent_path()), 0700u);
+  ::umask(oldMask);
+}
+
 // A file that is no database (or a damaged one) is set aside and replaced,
 // with one line each, and the store works on.
 TEST(SqliteStoresTest, GarbageDatabasesAreReplacedAndUnopenableOnesDegradeQuietly) {

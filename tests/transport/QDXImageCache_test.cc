@@ -7,9 +7,12 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <future>
+#include <thread>
 
 #include "reporting/reporting_fixture.h"
 #include "support/fault_env.h"
+#include "support/held_downloads.h"
 #include "transport/QDXmd5.h"
 
 namespace qdx::testing {
@@ -154,6 +157,70 @@ TEST_F(ImageCacheNetworkTest, ADownloadWhoseFileCannotBeWrittenIsStillReturnedAn
   EXPECT_TRUE(std::filesystem::is_empty(cache.diskCachePath())) << "nothing half-written";
   EXPECT_EQ(cache.getImageFromString(kImageURL), downloaded) << "served from memory";
   EXPECT_EQ(server_.entriesFor("images/close120.png").size(), 1u);
+}
+
+using ImageCacheConcurrencyTest = LocalReportingTest;
+
+// The structural proof that no lock is held across the network: while one
+// thread's download is held open, another thread's memory hit completes.
+TEST_F(ImageCacheConcurrencyTest, AMemoryHitCompletesWhileAnotherThreadsDownloadIsHeldOpen) {
+  QDXImageCache cache;
+  ASSERT_TRUE(cache.cleanOldMemoryCache(entryOf(3), "https://cdn.example/known.png"));
+  HeldDownloads network;
+  std::thread downloader([&] { cache.getImageFromString("https://cdn.example/stalled.png"); });
+  network.awaitStarted(1);
+
+  auto hit = std::async(std::launch::async,
+                        [&] { return cache.getImageFromString("https://cdn.example/known.png"); });
+  // The download is still held: the hit can only finish if nothing it
+  // needs is held by the downloader. The bound only keeps a regression
+  // from hanging the suite.
+  const bool completed = hit.wait_for(std::chrono::seconds(30)) == std::future_status::ready;
+  EXPECT_TRUE(completed) << "the memory hit waited for the stalled download";
+  EXPECT_EQ(network.started(), 1);
+  network.release();
+  downloader.join();
+  if (completed) EXPECT_EQ(hit.get(), std::string(3, 'x'));
+  EXPECT_EQ(cache.getImageFromString("https://cdn.example/stalled.png"),
+            "bytes of https://cdn.example/stalled.png");
+}
+
+// Lookups of one URL that is neither in memory nor on disk share a single
+// download, and all of them get its bytes; its file is written once.
+TEST_F(ImageCacheConcurrencyTest, ConcurrentLookupsOfOneMissingURLDownloadItOnce) {
+  const std::string url = "https://cdn.example/popular.png";
+  QDXImageCache cache;
+  HeldDownloads network;
+  std::vector<std::future<std::optional<std::string>>> lookups;
+  lookups.push_back(std::async(std::launch::async, [&] { return cache.getImageFromString(url); }));
+  network.awaitStarted(1);
+  for (int i = 0; i < 4; ++i) {
+    lookups.push_back(std::async(std::launch::async, [&] { return cache.getImageFromString(url); }));
+  }
+  network.release();
+  for (auto& lookup : lookups) EXPECT_EQ(lookup.get(), "bytes of " + url);
+  EXPECT_EQ(network.started(), 1);
+  EXPECT_EQ(cache.memoryCacheKeys(), std::vector<std::string>{url});
+  std::ifstream file(cache.filePathForURL(url), std::ios::binary);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), "bytes of " + url);
+}
+
+// Two lookups of different URLs at once each write their own file.
+TEST_F(ImageCacheConcurrencyTest, OverlappingLookupsWriteEachURLsBytesUnderItsOwnName) {
+  QDXImageCache cache;
+  HeldDownloads network;
+  const std::string first = "https://cdn.example/first.png";
+  const std::string second = "https://cdn.example/second.png";
+  auto a = std::async(std::launch::async, [&] { return cache.getImageFromString(first); });
+  auto b = std::async(std::launch::async, [&] { return cache.getImageFromString(second); });
+  network.awaitStarted(2);  // both downloads run at once: neither holds a lock
+  network.release();
+  a.get();
+  b.get();
+  for (const std::string& url : {first, second}) {
+    std::ifstream file(cache.filePathForURL(url), std::ios::binary);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), "bytes of " + url);
+  }
 }
 
 }  // namespace

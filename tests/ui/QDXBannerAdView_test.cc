@@ -8,7 +8,9 @@
 
 #include "custom_slot_fixture.h"
 #include "qdx/kit/ImageView.h"
+#include "qdx/kit/Renderer.h"
 #include "qdx/kit/TapGestureRecognizer.h"
+#include "transport/QDXImageCache.h"
 
 namespace qdx::testing {
 namespace {
@@ -131,6 +133,25 @@ TEST_F(BannerLoadTest, BuildsBackdropThenForegroundOnTheMainQueueAndTapsReachThe
   EXPECT_FALSE(empty->onAdInfoLoaded(Json::object(), {320, 200}));
   settle();
   EXPECT_TRUE(empty->subviews().empty());
+}
+
+// Artwork over the pixel budget is a missing picture: no view is built and
+// none is queued, exactly as when the picture never arrived.
+TEST_F(BannerLoadTest, ArtworkWiderThanFourThousandAndNinetySixPixelsCountsAsMissing) {
+  const std::string url = "https://cdn.example/huge-artwork.png";
+  QDXImageCache& cache = QDXImageCache::shareInstance();
+  const std::string huge = kit::renderPng(std::make_shared<kit::View>(kit::Rect(0, 0, 4097, 3)), 1);
+  // The shared cache keeps the folder of the platform it was made under.
+  env_.posix().createDirectories(cache.diskCachePath());
+  ASSERT_TRUE(env_.posix().writeFileAtomically(cache.filePathForURL(url), huge));
+
+  Json entry = {{"adlist", Json::array({{{"ad_url", url}}})}};
+  auto view = std::make_shared<QDXBannerAdView>();
+  EXPECT_FALSE(view->onAdInfoLoaded(entry, {320, 200}));
+  settle();
+  EXPECT_TRUE(view->subviews().empty());
+  EXPECT_TRUE(env_.logContains("an image of 4097 x 3 pixels is over the 4096-pixel limit"));
+  EXPECT_EQ(cache.getImageFromString(url), huge) << "the bytes stay cached as they came";
 }
 
 }  // namespace
