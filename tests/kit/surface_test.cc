@@ -12,7 +12,7 @@
 
 #include "kit/surface_support.h"
 #include "qdx/kit/Kit.h"
-#include "sdk/QDXLog.h"
+#include "platform/log_gate.h"
 
 namespace qdx::kit {
 namespace {
@@ -31,7 +31,7 @@ class SurfaceTest : public ::testing::Test {
   void SetUp() override {
     env_.setMainScreen({200, 150, 2});
     env_.setMonotonicNow(1000);
-    QDXLog::setDebug(true);
+    mydebug.store(true);
     window_ = std::make_shared<Window>(Rect(0, 0, 200, 150));
   }
   // A fresh surface's full draw of the window.
