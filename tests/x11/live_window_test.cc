@@ -197,10 +197,11 @@ class DemoProcess {
   std::vector<std::string> lines_;
 };
 
-// Runs an X client on display; its standard output.
+// Runs an X client on display (for at most 30 s); its standard output.
 std::string onDisplay(const std::string& display, const std::string& command) {
   std::string output;
-  FILE* pipe = ::popen(("DISPLAY=" + display + " " + command + " 2>/dev/null").c_str(), "r");
+  FILE* pipe =
+      ::popen(("DISPLAY=" + display + " timeout 30 " + command + " 2>/dev/null").c_str(), "r");
   if (pipe == nullptr) return output;
   char buffer[512];
   while (std::fgets(buffer, sizeof buffer, pipe) != nullptr) output += buffer;
@@ -306,8 +307,9 @@ TEST(LiveWindowTest, BannerClickWallDragAndEscapeThroughARealXServer) {
   EXPECT_TRUE(demo.waitForLine("store link opened: https://apps.qdx.invalid/", 20))
       << demo.transcript();
 
-  // W: the recommend wall; then a drag of its cards one page on.
-  onDisplay(display, "xdotool key w");
+  // W: the recommend wall; then a drag of its cards one page on. No window
+  // manager gives the window the keyboard: the test does.
+  onDisplay(display, "xdotool windowfocus --sync " + windowId + " key w");
   ASSERT_TRUE(demo.waitForLine("onADShowedWithADRequest type 4", 30)) << demo.transcript();
   std::this_thread::sleep_for(std::chrono::milliseconds(500));  // the cross-dissolve
   const int dragY = place->y + 300;
@@ -324,7 +326,7 @@ TEST(LiveWindowTest, BannerClickWallDragAndEscapeThroughARealXServer) {
       << demo.transcript();
 
   // Escape ends the program by itself, with code 0.
-  onDisplay(display, "xdotool key Escape");
+  onDisplay(display, "xdotool windowfocus --sync " + windowId + " key Escape");
   EXPECT_EQ(demo.waitForExit(20), 0) << demo.transcript();
 
   EXPECT_TRUE(journalHolds(server, testing::kClickEvent, 1)) << "the banner's click";

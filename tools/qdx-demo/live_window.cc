@@ -7,6 +7,7 @@
 #if QDX_DEMO_WINDOW
 #include <atomic>
 #include <deque>
+#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -21,6 +22,7 @@
 #include "qdx/RunLoop.h"
 #include "qdx/kit/Kit.h"
 #include "qdx_sdl2.h"
+#include "stdout_capture.h"
 #endif
 
 namespace qdx::demo {
@@ -41,12 +43,16 @@ using namespace qdx::kit;
 
 constexpr double kWidth = 375, kHeight = 667;
 
-// One line per event on standard output, whole lines from any thread.
+// Where the event lines go: the terminal's standard output, while the
+// SDK's cipher trace is captured into a file beside the gallery.
+std::FILE* gConsole = stdout;
+
+// One line per event, whole lines from any thread.
 void say(const std::string& line) {
   static std::mutex mutex;
   std::lock_guard<std::mutex> lock(mutex);
-  std::fprintf(stdout, "%s\n", line.c_str());
-  std::fflush(stdout);
+  std::fprintf(gConsole, "%s\n", line.c_str());
+  std::fflush(gConsole);
 }
 
 // What a callback line says in a word or two, for the status line.
@@ -145,6 +151,15 @@ int runLiveWindow(const Options& options, const std::function<bool()>& startServ
     return 2;
   }
   if (!startServer()) return 1;
+  std::error_code ignored;
+  std::filesystem::create_directories(options.outDir, ignored);
+  StdoutCapture capture;
+  if (capture.begin(options.outDir + "/window-cipher-trace.txt")) {
+    gConsole = capture.console();
+  } else {
+    std::fprintf(stderr, "qdx-demo: cannot write into %s: the SDK's trace goes to stdout\n",
+                 options.outDir.c_str());
+  }
 
   // Every callback and store link, printed at once and kept on screen.
   app.delegate()->setListener([&status](const std::string& line) {
