@@ -1,16 +1,51 @@
 #include "qdx/kit/View.h"
 
 #include <algorithm>
+#include <cmath>
+#include <sstream>
 
 #include "kit/display_stamp.h"
 #include "qdx/kit/TapGestureRecognizer.h"
 #include "qdx/kit/ViewController.h"
 #include "qdx/kit/Window.h"
+#include "sdk/QDXLog.h"
 
 namespace qdx::kit {
 
 // Below this alpha a view is treated as invisible to touches.
 constexpr double kMinimumTouchableAlpha = 0.01;
+
+namespace {
+
+// Frame numbers beyond this many points are refused: far past any screen,
+// and within what the drawing's fixed-point coordinates hold at any scale
+// (past it the drawing context fails and nothing more is drawn).
+constexpr double kMaxFrameCoordinate = 1e6;
+
+// Whether the kit can lay out and draw a view in frame.
+bool isDrawableFrame(const Rect& frame) {
+  for (double v : {frame.x(), frame.y(), frame.width(), frame.height()}) {
+    if (!std::isfinite(v) || std::fabs(v) > kMaxFrameCoordinate) return false;
+  }
+  return true;
+}
+
+std::string describeFrame(const Rect& frame) {
+  std::ostringstream out;
+  out << "{{" << frame.x() << ", " << frame.y() << "}, {" << frame.width() << ", " << frame.height() << "}}";
+  return out.str();
+}
+
+// The frame a view takes: frame itself, or `kept` when frame cannot be
+// drawn (with a log line saying so).
+Rect acceptedFrame(const Rect& frame, const Rect& kept) {
+  if (isDrawableFrame(frame)) return frame;
+  debugLog("A view refuses the frame " + describeFrame(frame) + ": its numbers must be finite and within " +
+           std::to_string(static_cast<long>(kMaxFrameCoordinate)) + " points; it keeps " + describeFrame(kept));
+  return kept;
+}
+
+}  // namespace
 
 View::View() : contentVersion_(display_stamp::next()) {}
 
@@ -18,7 +53,8 @@ bool View::setOutlet(const std::string& name, const std::shared_ptr<View>& view)
   (void)name, (void)view;
   return false;
 }
-View::View(const Rect& frame) : frame_(frame), contentVersion_(display_stamp::next()) {}
+View::View(const Rect& frame)
+    : frame_(acceptedFrame(frame, Rect())), contentVersion_(display_stamp::next()) {}
 
 View::~View() {
   // Children outlive a dropped parent only when someone else holds them;
@@ -28,7 +64,7 @@ View::~View() {
 }
 
 void View::setFrame(const Rect& frame) {
-  frame_ = frame;
+  frame_ = acceptedFrame(frame, frame_);
   display_stamp::next();
 }
 

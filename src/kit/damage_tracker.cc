@@ -51,7 +51,8 @@ class DamageVisitor : public SceneVisitor {
                                  item.alpha,
                                  item.inheritedAlpha,
                                  item.index,
-                                 item.depth};
+                                 item.depth,
+                                 shadowed_.empty() ? nullptr : shadowed_.back()};
     bool changed = !changedAbove_.empty() && changedAbove_.back();
     auto found = tracker_.records_.find(&view);
     if (found == tracker_.records_.end()) {
@@ -63,12 +64,23 @@ class DamageVisitor : public SceneVisitor {
     if (changed) damage(area);
     next_[&view] = record;
     changedAbove_.push_back(changed);
+    subtreeChanged_.push_back(changed);
     parents_.push_back(&view);
+    if (castsShadow(view)) shadowed_.push_back(&view);
   }
 
-  void leave(const SceneView&) override {
+  void leave(const SceneView& item) override {
+    const View& view = *item.view;
+    bool changed = subtreeChanged_.back();
+    if (castsShadow(view)) {
+      shadowed_.pop_back();
+      // A change below reshapes this view's shadow, all round it.
+      if (changed) damageShadow(&view);
+    }
     changedAbove_.pop_back();
+    subtreeChanged_.pop_back();
     parents_.pop_back();
+    if (changed && !subtreeChanged_.empty()) subtreeChanged_.back() = true;
   }
 
   void dim(const Rect& window) override { overlays_.push_back({window, "dim"}); }
@@ -82,7 +94,14 @@ class DamageVisitor : public SceneVisitor {
   // Ends the walk: views not reached went, overlays are compared whole.
   std::vector<PixelRect> finish() {
     for (const auto& [view, record] : tracker_.records_) {
-      if (!next_.contains(view)) damage(record.area);
+      if (next_.contains(view)) continue;
+      damage(record.area);
+      // The shadows it helped shape, as they were and as they are.
+      for (const View* above = record.shadowAbove; above != nullptr;) {
+        damageShadow(above);
+        auto old = tracker_.records_.find(above);
+        above = old == tracker_.records_.end() ? nullptr : old->second.shadowAbove;
+      }
     }
     if (overlays_ != tracker_.overlays_) {
       for (const auto& o : tracker_.overlays_) damage(o.area);
@@ -94,6 +113,16 @@ class DamageVisitor : public SceneVisitor {
   }
 
  private:
+  static bool castsShadow(const View& view) {
+    return view.layer().shadowOpacity > 0 && view.layer().shadowColor.alpha > 0;
+  }
+
+  // Marks view's whole area dirty, where it was and where it is.
+  void damageShadow(const View* view) {
+    if (auto old = tracker_.records_.find(view); old != tracker_.records_.end()) damage(old->second.area);
+    if (auto now = next_.find(view); now != next_.end()) damage(now->second.area);
+  }
+
   // Marks area (root points) dirty, in whole pixels inside the bitmap; a
   // pixel of margin covers antialiased edges.
   void damage(const Rect& area) {
@@ -113,6 +142,8 @@ class DamageVisitor : public SceneVisitor {
   double scale_;
   int width_, height_;
   std::vector<bool> changedAbove_;
+  std::vector<bool> subtreeChanged_;
+  std::vector<const View*> shadowed_;
   std::vector<const View*> parents_;
   std::unordered_map<const View*, DamageTracker::Record> next_;
   std::vector<DamageTracker::Overlay> overlays_;

@@ -43,6 +43,9 @@ class DamageTracker {
     double inheritedAlpha;
     std::size_t index;
     std::size_t depth;
+    // The nearest ancestor casting a shadow: its shadow takes the shape of
+    // its children, so it changes with them.
+    const View* shadowAbove;
     bool operator==(const Record&) const = default;
   };
   struct Overlay {

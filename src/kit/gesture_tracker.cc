@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <string>
+#include <typeinfo>
 
 #include "kit/animator.h"
 #include "kit/scene.h"
@@ -78,6 +79,21 @@ std::shared_ptr<Control> controlAbove(const std::shared_ptr<View>& hit) {
 
 double distance(Point a, Point b) { return std::hypot(a.x - b.x, a.y - b.y); }
 
+// Whether a pointer on hit is the kit's: something there shows or reacts
+// (a control, a recogniser, a scroll view, a view class that draws, a
+// visible background). A transparent container's empty area, the window's
+// included, leaves the pointer to the host's scene below.
+bool takesPointer(const std::shared_ptr<View>& hit) {
+  for (auto view = hit; view; view = view->superview()) {
+    const View& v = *view;
+    if (!v.gestureRecognizers().empty()) return true;
+    auto background = v.backgroundColor();
+    if (background && background->alpha > 0) return true;
+    if (typeid(v) != typeid(View) && typeid(v) != typeid(Window)) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 GestureTracker::GestureTracker(std::shared_ptr<View> root) : root_(std::move(root)) {}
@@ -128,7 +144,10 @@ bool GestureTracker::down(Point point, double seconds) {
   }
 
   hit_ = hitTest(point);
-  if (!hit_) return false;
+  if (!hit_ || !takesPointer(hit_)) {
+    hit_.reset();
+    return false;
+  }
   phase_ = Phase::Pressing;
   tapLost_ = false;
   scroll_ = scrollViewAbove(hit_);

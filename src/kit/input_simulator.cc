@@ -100,14 +100,15 @@ long swipe(const std::shared_ptr<ScrollView>& scrollView, double distance) {
   Rect b = scrollView->bounds();
   Point from = scrollView->convertPointToRoot({b.midX(), b.midY()});
   GestureTracker finger(screenRootOf(scrollView, from));
+  // Six moves, never slower than a fling: a tenth of a second at most.
   double t = Env::Default()->monotonicNow();
-  constexpr int kFrames = 6;
-  constexpr double kFrameSeconds = 1.0 / 60;
+  constexpr int kMoves = 6;
+  const double step = std::min(0.1, std::abs(distance) / (4 * kFlingVelocity)) / kMoves;
   if (finger.down(from, t)) {
-    for (int i = 1; i <= kFrames; ++i) {
-      finger.move({from.x - distance * i / kFrames, from.y}, t + i * kFrameSeconds);
+    for (int i = 1; i <= kMoves; ++i) {
+      finger.move({from.x - distance * i / kMoves, from.y}, t + i * step);
     }
-    finger.up({from.x - distance, from.y}, t + kFrames * kFrameSeconds);
+    finger.up({from.x - distance, from.y}, t + kMoves * step);
   }
   // The simulated user waits for the content to come to rest.
   Animator::shared().finishSettle(*scrollView);

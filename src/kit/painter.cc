@@ -4,12 +4,26 @@
 #include <pango/pangocairo.h>
 
 #include <algorithm>
+#include <cmath>
 #include <numbers>
 
-#include "kit/utf16.h"
+#include "common/utf8.h"
 
 namespace qdx::kit {
 namespace {
+
+// U+034F, in UTF-8.
+constexpr char kCombiningGraphemeJoiner[] = "\xCD\x8F";
+
+// The kern after the character at UTF-16 index unit: the last range added
+// over it wins, as attributes set later replace earlier ones.
+double kernAt(const AttributedString& text, std::size_t unit) {
+  double kern = 0;
+  for (const auto& k : text.kerns()) {
+    if (unit >= k.location && unit - k.location < k.length) kern = k.kern;
+  }
+  return kern;
+}
 
 PangoLayout* makeLayout(cairo_t* cr, const AttributedString& text, const TextStyle& style,
                         double width) {
@@ -26,16 +40,40 @@ PangoLayout* makeLayout(cairo_t* cr, const AttributedString& text, const TextSty
   pango_layout_set_font_description(layout, desc);
   pango_font_description_free(desc);
 
+  // Kerning widens each kerned character's advance by its kern, the gap
+  // after the last kerned one included. pango's letter spacing would put
+  // half of it on each side of a character and halve it again at the edge
+  // of a run, so a title kerned on all but its last character would come
+  // out with an uneven last gap. Each kerned character is followed instead
+  // by a combining grapheme joiner shaped as an empty box the kern's width:
+  // invisible, and transparent to line breaking and cursor movement.
+  std::string shown;
+  PangoAttrList* attrs = nullptr;
   const std::string& s = text.string();
-  pango_layout_set_text(layout, s.c_str(), static_cast<int>(s.size()));
-  if (!text.kerns().empty()) {
-    PangoAttrList* attrs = pango_attr_list_new();
-    for (const auto& k : text.kerns()) {
-      PangoAttribute* a = pango_attr_letter_spacing_new(static_cast<int>(k.kern * PANGO_SCALE));
-      a->start_index = static_cast<guint>(utf8OffsetOfUtf16Index(s, k.location));
-      a->end_index = static_cast<guint>(utf8OffsetOfUtf16Index(s, k.location + k.length));
-      pango_attr_list_insert(attrs, a);
+  if (text.kerns().empty()) {
+    shown = s;
+  } else {
+    attrs = pango_attr_list_new();
+    std::size_t unit = 0;
+    bool valid = true;
+    for (std::size_t i = 0; i < s.size();) {
+      const std::size_t start = i;
+      const std::size_t units = utf8::utf16Units(utf8::nextCodePoint(s.data(), s.size(), i, &valid));
+      shown.append(s, start, i - start);
+      if (const double kern = kernAt(text, unit); kern != 0) {
+        PangoRectangle ink{0, 0, 0, 0};
+        PangoRectangle logical{0, 0, static_cast<int>(std::lround(kern * PANGO_SCALE)), 0};
+        PangoAttribute* box = pango_attr_shape_new(&ink, &logical);
+        box->start_index = static_cast<guint>(shown.size());
+        shown += kCombiningGraphemeJoiner;
+        box->end_index = static_cast<guint>(shown.size());
+        pango_attr_list_insert(attrs, box);
+      }
+      unit += units;
     }
+  }
+  pango_layout_set_text(layout, shown.c_str(), static_cast<int>(shown.size()));
+  if (attrs) {
     pango_layout_set_attributes(layout, attrs);
     pango_attr_list_unref(attrs);
   }

@@ -4,8 +4,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <vector>
 
 #include "kit/animator.h"
+#include "kit/box_convolve.h"
 #include "kit/painter.h"
 #include "qdx/kit/AlertController.h"
 #include "qdx/kit/AlertView.h"
@@ -14,6 +17,11 @@
 
 namespace qdx::kit {
 namespace {
+
+// Shadow bitmaps larger than this (pixels a side) are not drawn.
+constexpr int kMaxShadowSide = 16384;
+// The shadow blur's box passes: three approach a Gaussian closely.
+constexpr int kShadowBlurPasses = 3;
 
 // The alert box's measures, in points.
 constexpr double kAlertWidth = 270, kAlertButtonHeight = 44, kAlertPad = 16;
@@ -95,10 +103,20 @@ class Walker {
   SceneOptions options_;
 };
 
+// Walks view alone as the root of what visitor sees (its body: no
+// presentation, alerts or siblings).
+void walkBody(const View& view, SceneVisitor& visitor) {
+  Rect whole(0, 0, view.bounds().width(), view.bounds().height());
+  Walker(visitor, SceneOptions{}).walk(view, true, {0, 0}, 0, 1, 1, whole, 0, 0);
+}
+
 // Paints what the walk visits, as the views' layers describe.
 class PaintVisitor : public SceneVisitor {
  public:
-  explicit PaintVisitor(Painter& painter) : painter_(painter), cr_(painter.context()) {}
+  // bodyOnly, when given, is drawn without its shadow and alpha: the shape
+  // its shadow takes.
+  explicit PaintVisitor(Painter& painter, const View* bodyOnly = nullptr)
+      : painter_(painter), cr_(painter.context()), bodyOnly_(bodyOnly) {}
 
   void enter(const SceneView& item) override {
     const View& view = *item.view;
@@ -107,20 +125,10 @@ class PaintVisitor : public SceneVisitor {
     Rect local(0, 0, b.width(), b.height());
     cairo_save(cr_);
     if (!item.isRoot) cairo_translate(cr_, view.frame().x(), view.frame().y() + item.slideY);
-    if (item.alpha < 1) cairo_push_group(cr_);
+    if (grouped(item)) cairo_push_group(cr_);
 
-    if (layer.shadowOpacity > 0 && layer.shadowColor.alpha > 0) {
-      // A plain shadow: the bounds' shape, offset, softened by a few rings.
-      Rect shadow(layer.shadowOffset.width, layer.shadowOffset.height, b.width(), b.height());
-      int rings = std::clamp(static_cast<int>(layer.shadowRadius), 1, 6);
-      for (int i = rings; i >= 1; --i) {
-        double grow = layer.shadowRadius * i / rings / 2;
-        painter_.roundedRect(Rect(shadow.x() - grow, shadow.y() - grow, shadow.width() + 2 * grow,
-                                  shadow.height() + 2 * grow),
-                             layer.cornerRadius + grow);
-        painter_.setColor(layer.shadowColor, layer.shadowOpacity / rings);
-        cairo_fill(cr_);
-      }
+    if (&view != bodyOnly_ && layer.shadowOpacity > 0 && layer.shadowColor.alpha > 0) {
+      drawShadow(view);
     }
     if (auto background = view.backgroundColor(); background && background->alpha > 0) {
       painter_.roundedRect(local, layer.cornerRadius);
@@ -150,7 +158,7 @@ class PaintVisitor : public SceneVisitor {
       painter_.setColor(layer.borderColor);
       cairo_stroke(cr_);
     }
-    if (item.alpha < 1) {
+    if (grouped(item)) {
       cairo_pop_group_to_source(cr_);
       cairo_paint_with_alpha(cr_, item.alpha);
     }
@@ -192,8 +200,75 @@ class PaintVisitor : public SceneVisitor {
   }
 
  private:
+  bool grouped(const SceneView& item) const { return item.alpha < 1 && item.view != bodyOnly_; }
+
+  // The shadow takes the shape of what the view shows: the alpha of its
+  // body (rounded background, an image's transparent parts, children within
+  // its bounds), offset and blurred by the shadow radius as a Gaussian of
+  // deviation radius / 2. A view that shows nothing casts nothing.
+  void drawShadow(const View& view) {
+    const Layer& layer = view.layer();
+    const Rect b = view.bounds();
+    double dx = 1, dy = 0;
+    cairo_user_to_device_distance(cr_, &dx, &dy);
+    const double scale = std::hypot(dx, dy);  // the kit neither rotates nor skews
+    if (!(scale > 0)) return;
+    // Three passes of side w spread a point with variance 3 (w^2 - 1) / 12.
+    const double sigma = std::max(0.0, layer.shadowRadius) / 2 * scale;
+    long side = std::lround(std::sqrt(4 * sigma * sigma + 1));
+    if (side % 2 == 0) ++side;
+    const double margin = (kShadowBlurPasses * (side - 1) / 2 + 1) / scale;
+    const double pw = std::ceil((b.width() + 2 * margin) * scale);
+    const double ph = std::ceil((b.height() + 2 * margin) * scale);
+    if (!(pw >= 1 && ph >= 1 && pw <= kMaxShadowSide && ph <= kMaxShadowSide)) return;
+    const int width = static_cast<int>(pw), height = static_cast<int>(ph);
+
+    cairo_surface_t* shape = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height);
+    if (cairo_surface_status(shape) != CAIRO_STATUS_SUCCESS) {
+      cairo_surface_destroy(shape);
+      return;
+    }
+    cairo_t* shapeContext = cairo_create(shape);
+    cairo_scale(shapeContext, scale, scale);
+    cairo_translate(shapeContext, margin, margin);
+    Painter shapePainter(shapeContext);
+    PaintVisitor body(shapePainter, &view);
+    walkBody(view, body);
+    cairo_destroy(shapeContext);
+    cairo_surface_flush(shape);
+
+    if (side > 1) {
+      // Only the alpha matters; the blur treats the four channels alike.
+      unsigned char* data = cairo_image_surface_get_data(shape);
+      const int stride = cairo_image_surface_get_stride(shape);
+      std::vector<std::uint32_t> pixels(static_cast<std::size_t>(width) * height), blurred;
+      for (int y = 0; y < height; ++y) {
+        const auto* row = reinterpret_cast<const std::uint32_t*>(data + static_cast<std::size_t>(y) * stride);
+        std::copy(row, row + width, pixels.begin() + static_cast<std::ptrdiff_t>(y) * width);
+      }
+      for (int pass = 0; pass < kShadowBlurPasses; ++pass) {
+        if (boxConvolve8888(pixels, width, height, side, side, blurred) != kBoxConvolveNoError) break;
+        pixels.swap(blurred);
+      }
+      for (int y = 0; y < height; ++y) {
+        auto* row = reinterpret_cast<std::uint32_t*>(data + static_cast<std::size_t>(y) * stride);
+        std::copy_n(pixels.begin() + static_cast<std::ptrdiff_t>(y) * width, width, row);
+      }
+      cairo_surface_mark_dirty(shape);
+    }
+
+    cairo_save(cr_);
+    cairo_translate(cr_, layer.shadowOffset.width - margin, layer.shadowOffset.height - margin);
+    cairo_scale(cr_, 1 / scale, 1 / scale);
+    painter_.setColor(layer.shadowColor, layer.shadowOpacity);
+    cairo_mask_surface(cr_, shape, 0, 0);
+    cairo_restore(cr_);
+    cairo_surface_destroy(shape);
+  }
+
   Painter& painter_;
   cairo_t* cr_;
+  const View* bodyOnly_;
 };
 
 // Collects the alert boxes only.
@@ -255,7 +330,8 @@ Rect visualExtent(const View& view) {
   };
   extent = unite(extent, own);
   if (layer.shadowOpacity > 0 && layer.shadowColor.alpha > 0) {
-    double grow = std::max(0.0, layer.shadowRadius) + 1;
+    // The blur reaches about one and a half radii past the shape.
+    double grow = 2 * std::max(0.0, layer.shadowRadius) + 2;
     Rect shadow(layer.shadowOffset.width - grow, layer.shadowOffset.height - grow,
                 own.width() + 2 * grow, own.height() + 2 * grow);
     extent = unite(extent, shadow);

@@ -20,6 +20,7 @@
 #include "platform/posix_files.h"
 #include "platform/sqlite_key_value_store.h"
 #include "platform/sqlite_secure_store.h"
+#include "sdk/QDXLog.h"
 
 namespace qdx {
 
@@ -394,7 +395,7 @@ bool PosixEnv::openURL(const std::string& url) {
       return false;
     }
   }
-  log("openURL: " + url);
+  if (mydebug.load()) log("openURL: " + url);
   if (std::optional<std::string> command = environment("QDX_OPEN_URL_COMMAND")) {
     return runOpenURLCommand(*command, url);
   }

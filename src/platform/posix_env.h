@@ -53,9 +53,10 @@ class PosixEnv : public Env {
   void setConnectTo(std::vector<std::string> mappings);
   // Where log lines go; the default writes each line to stderr.
   void setLogSink(std::function<void(const std::string&)> sink);
-  // What openURL does. Without a handler it logs the URL and, when
-  // QDX_OPEN_URL_COMMAND is set, starts that program with the URL as its one
-  // argument (no shell, not waited for); false only when it cannot start.
+  // What openURL does. Without a handler it logs the URL while debugging
+  // and, when QDX_OPEN_URL_COMMAND is set, starts that program with the URL
+  // as its one argument (no shell, not waited for); false only when it
+  // cannot start.
   void setOpenURLHandler(std::function<bool(const std::string&)> handler);
 
   std::string keychainDirectory();

@@ -148,18 +148,20 @@ TEST(Swipes, PagesSettleInTheSwipesDirectionInsideTheContent) {
   const struct {
     double distance;
     long page;
-  } steps[] = {{100, 1}, {160, 2}, {-10, 1}, {5000, 3}, {200, 3}, {-5000, 0}, {-200, 0}, {0, 0}};
+  } steps[] = {{100, 1}, {160, 2}, {-20, 1}, {5000, 3}, {200, 3}, {-5000, 0}, {-200, 0}, {0, 0}};
   for (const auto& s : steps) EXPECT_EQ(swipe(scroll, s.distance), s.page) << s.distance;
   ASSERT_EQ(log->calls.size(), 14u);  // a zero distance calls nothing
   // Deceleration starts where the finger let go and ends on the page.
   EXPECT_EQ(log->calls[0], "will@100");
   EXPECT_EQ(log->calls[1], "did@320");
-  EXPECT_EQ(log->calls[10], "will@-81");  // a pull before the first page resists and bounces
+  EXPECT_EQ(log->calls[10], "will@-279");  // a pull before the first page resists and bounces
   scroll->setBounces(false);
   swipe(scroll, -200);
   EXPECT_EQ(log->calls[14], "will@0");
+  EXPECT_EQ(swipe(scroll, 10), 0);  // within the slop: no drag, nothing heard
+  EXPECT_EQ(log->calls.size(), 16u);
   log.reset();  // a gone delegate is harmless
-  EXPECT_EQ(swipe(scroll, 10), 1);
+  EXPECT_EQ(swipe(scroll, 20), 1);
 }
 
 }  // namespace

@@ -6,9 +6,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <vector>
 
 #include "kit/painter.h"
 #include "qdx/kit/Kit.h"
+#include "sdk/QDXLog.h"
 #include "support/test_env.h"
 
 namespace qdx::kit {
@@ -110,6 +113,138 @@ TEST_F(Rendering, KernedChineseTitleInksAndWidens) {
     return 0;
   };
   EXPECT_GE(rightmost(8) - rightmost(0), 20);  // three gaps of 8 points
+}
+
+// The gaps, in pixels at scale 2, between the glyphs of "HHHH" at 20
+// points, with kern points after its first `kerned` characters.
+std::vector<int> glyphGaps(double kern, std::size_t kerned) {
+  auto label = std::make_shared<Label>(Rect(0, 0, 200, 40));
+  label->setBackgroundColor(Color::white());
+  AttributedString text("HHHH");
+  text.addKern(kern, 0, kerned);
+  label->setAttributedText(text);
+  label->setFont(Font::systemFontOfSize(20));
+  auto image = renderImage(label, 2);
+  std::vector<int> gaps;
+  if (!image) return gaps;
+  int runEnd = -1;
+  bool inked = false;
+  for (int x = 0; x < image->pixelWidth(); ++x) {
+    const bool ink = inkIn(*image, x, 0, x + 1, image->pixelHeight()) > 0;
+    if (ink && !inked && runEnd >= 0) gaps.push_back(x - runEnd);
+    if (!ink && inked) runEnd = x;
+    inked = ink;
+  }
+  return gaps;
+}
+
+TEST_F(Rendering, KernWidensEveryGapAfterAKernedCharacterByTheSameAmount) {
+  const std::vector<int> plain = glyphGaps(0, 0);
+  ASSERT_EQ(plain.size(), 3u);
+  // All but the last character kerned, as the wall's title is: three
+  // gaps each 16 pixels (8 points) wider.
+  const std::vector<int> title = glyphGaps(8, 3);
+  ASSERT_EQ(title.size(), 3u);
+  for (std::size_t i = 0; i < 3; ++i) EXPECT_NEAR(title[i] - plain[i], 16, 1) << "gap " << i;
+  // Only the first character: only the gap after it.
+  const std::vector<int> first = glyphGaps(8, 1);
+  ASSERT_EQ(first.size(), 3u);
+  EXPECT_NEAR(first[0] - plain[0], 16, 1);
+  EXPECT_NEAR(first[1] - plain[1], 0, 1);
+  EXPECT_NEAR(first[2] - plain[2], 0, 1);
+}
+
+// A shadow drawn hard (no blur) 50 points below its view.
+template <typename V>
+std::shared_ptr<V> withHardShadow(std::shared_ptr<V> view) {
+  view->layer().shadowColor = Color::black();
+  view->layer().shadowOpacity = 1;
+  view->layer().shadowRadius = 0;
+  view->layer().shadowOffset = Size{0, 50};
+  return view;
+}
+
+// A 40 x 40 image of a red disc on transparency, as a rounded app icon is.
+std::shared_ptr<Image> disc() {
+  auto round = box(Rect(0, 0, 40, 40), kRed);
+  round->layer().cornerRadius = 20;
+  return renderImage(round, 1);
+}
+
+TEST_F(Rendering, AShadowTakesTheShapeOfWhatTheViewShows) {
+  auto root = box(Rect(0, 0, 160, 100), Color::white());
+  // A round image with no background, a rounded background, and an image
+  // view whose image has not come yet.
+  auto icon = withHardShadow(std::make_shared<ImageView>(Rect(0, 0, 40, 40)));
+  icon->setImage(disc());
+  auto card = withHardShadow(box(Rect(60, 0, 40, 40), kRed));
+  card->layer().cornerRadius = 20;
+  auto waiting = withHardShadow(std::make_shared<ImageView>(Rect(120, 0, 40, 40)));
+  for (const std::shared_ptr<View>& v : {std::shared_ptr<View>(icon), card, std::shared_ptr<View>(waiting)})
+    root->addSubview(v);
+  auto image = renderImage(root, 1);
+  ASSERT_NE(image, nullptr);
+  // Round shadows: black in the middle, white in the offset square's corners.
+  for (int left : {0, 60}) {
+    expectColor(*image, left + 20, 70, Color::black());
+    for (auto [x, y] : {std::pair{2, 52}, {37, 52}, {2, 87}, {37, 87}})
+      expectColor(*image, left + x, y, Color::white());
+  }
+  // An image view that shows nothing casts nothing.
+  for (int y : {52, 70, 87}) expectColor(*image, 140, y, Color::white());
+
+  // A radius softens the edge: half dark where the shape's edge falls,
+  // fading out a few radii beyond it.
+  card->layer().shadowRadius = 8;
+  image = renderImage(root, 1);
+  expectColor(*image, 80, 70, Color::black());
+  const double edge = image->colorAt(80, 90).red;
+  EXPECT_GT(edge, 0.3);
+  EXPECT_LT(edge, 0.7);
+  EXPECT_GT(image->colorAt(80, 98).red, 0.9);
+}
+
+TEST_F(Rendering, AScrollViewClipsItsContentUnlessToldNotTo) {
+  auto root = box(Rect(0, 0, 40, 80), Color::white());
+  auto strip = std::make_shared<ScrollView>(Rect(0, 0, 40, 40));
+  strip->addSubview(box(Rect(0, 10, 40, 60), kBlue));  // runs 30 points below the strip
+  root->addSubview(strip);
+  EXPECT_TRUE(strip->clipsToBounds());
+  EXPECT_TRUE(ScrollView().clipsToBounds());
+  auto image = renderImage(root, 1);
+  ASSERT_NE(image, nullptr);
+  expectColor(*image, 20, 30, kBlue);
+  expectColor(*image, 20, 42, Color::white());
+  expectColor(*image, 20, 60, Color::white());
+  strip->setClipsToBounds(false);
+  expectColor(*renderImage(root, 1), 20, 60, kBlue);
+}
+
+// A frame the kit cannot draw (a slot sized NaN, infinite or 1e300) is
+// refused with a log line; the view keeps its frame and the views drawn
+// after it still draw.
+TEST_F(Rendering, AFrameThatCannotBeDrawnIsRefusedAndTheRestOfTheTreeDraws) {
+  QDXLog::setDebug(true);
+  const double inf = std::numeric_limits<double>::infinity();
+  for (double bad : {std::numeric_limits<double>::quiet_NaN(), inf, -inf, 1e300}) {
+    auto root = box(Rect(0, 0, 40, 40), Color::white());
+    auto banner = box(Rect(0, 0, 40, 10), kBlue);
+    root->addSubview(banner);
+    root->addSubview(box(Rect(0, 20, 40, 20), kRed));
+    env_.clearLog();
+    for (const Rect& frame : {Rect(0, 0, bad, 10), Rect(0, 0, 40, bad), Rect(bad, 0, 40, 10),
+                              Rect(0, bad, 40, 10)}) {
+      banner->setFrame(frame);
+      EXPECT_EQ(banner->frame(), Rect(0, 0, 40, 10)) << bad;
+    }
+    EXPECT_EQ(env_.logCount("refuses the frame"), 4u) << bad;
+    EXPECT_EQ(std::make_shared<View>(Rect(0, 0, bad, 10))->frame(), Rect()) << bad;
+    auto image = renderImage(root, 1);
+    ASSERT_NE(image, nullptr) << bad;
+    expectColor(*image, 20, 5, kBlue);
+    expectColor(*image, 20, 30, kRed);
+  }
+  QDXLog::setDebug(false);
 }
 
 // A view class the kit has never seen draws itself: the renderer calls its

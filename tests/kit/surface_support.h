@@ -1,6 +1,7 @@
 #pragma once
 // Helpers for the surface tests: a pixel buffer that remembers its bytes
 // past each row, and a stepped monotonic clock that drives the main loop.
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 

@@ -533,6 +533,22 @@ TEST_F(RecommendWall, RendersTheStripTintDownloadButtonAndDots) {
   }
 }
 
+// On a tall screen the first card's back image and tint reach below the
+// strip; the strip clips them, so the wall's white shows there.
+TEST_F(RecommendWall, TheStripClipsItsCardsOnATallScreen) {
+  useScreen(375, 812);
+  seedCards(2);
+  showWall(2);
+  const Rect strip = wall_->scrollView()->frame();
+  const Rect back = wall_->backImageViews()[0]->frame();
+  ASSERT_GT(strip.y() + back.maxY(), strip.maxY() + 6) << "the card overflows the strip";
+  auto image = kit::renderImage(wall_->view(), 1);
+  ASSERT_NE(image, nullptr);
+  const int below = static_cast<int>(std::ceil(strip.maxY())) + 2;
+  expectColor(*image, 10, below, Color::white());
+  expectColor(*image, 10, below - 4, Color::rgba(0.7, 0.7 * 128 / 255.0, 0.3, 1));
+}
+
 TEST_F(RecommendWall, AnInvalidTintDrawsTheBackImageAtSeventyPercent) {
   seedCards(2);
   showWall(2, "#FF8000");

@@ -49,7 +49,8 @@ QDX_EXPORT bool tapView(const std::shared_ptr<View>& view);
 // (with paging, on the next page in the flick's direction, clamped to the
 // content) and the delegate hears scrollViewDidEndDecelerating. The call
 // returns once the content is at rest, with the page it settled on
-// (offset / width, rounded). A zero distance does nothing.
+// (offset / width, rounded). A distance within the tap slop (10 points)
+// moves nothing, as on a phone; a zero distance does nothing at all.
 QDX_EXPORT long swipe(const std::shared_ptr<ScrollView>& scrollView, double distance);
 
 // Presses alert's action at index (or with title): the alert is dismissed,

@@ -1,7 +1,8 @@
 #pragma once
 // Scroll views: a window onto content larger than the view. The content
 // offset is the bounds origin; with paging on, scrolling settles on
-// multiples of the view's width.
+// multiples of the view's width. Like the phone's, a scroll view clips its
+// content to its bounds unless told otherwise (setClipsToBounds).
 #include <memory>
 
 #include "qdx/QDXExport.h"
@@ -26,7 +27,8 @@ class QDX_EXPORT ScrollViewDelegate {
 
 class QDX_EXPORT ScrollView : public View {
  public:
-  using View::View;
+  ScrollView() { setClipsToBounds(true); }
+  explicit ScrollView(const Rect& frame) : View(frame) { setClipsToBounds(true); }
 
   Size contentSize() const { return contentSize_; }
   void setContentSize(Size size) { contentSize_ = size; }

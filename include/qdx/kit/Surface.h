@@ -60,7 +60,8 @@ class QDX_EXPORT Surface {
   // Pointer input in window points; seconds on a monotonic clock (the same
   // clock for every event). Each returns true when the SDK's views took the
   // event: the host then ignores it. An event outside every view that takes
-  // touches returns false, as does a point that is not finite or lies more
+  // touches, or on a transparent container's empty area (a plain view with
+  // no visible background, the window itself), returns false, as does a point that is not finite or lies more
   // than a million points away, or a time earlier than the last event's
   // (each logged).
   //

@@ -44,6 +44,9 @@ class QDX_EXPORT View : public Responder {
 
   // --- Geometry ------------------------------------------------------------
   Rect frame() const { return frame_; }
+  // A frame whose numbers are not all finite and within a million points
+  // is refused with a debug log line: the view keeps its frame (a zero
+  // frame when made with one), and the rest of the tree draws as before.
   virtual void setFrame(const Rect& frame);
   // The view's own coordinate space: its size, and an origin that is the
   // scroll position for scroll views (0, 0 otherwise).
