@@ -33,13 +33,18 @@ done
 grep -q '^onADShowedWithADRequest type 3' "$work/lines" || { echo "the banner never showed"; cat "$work/lines"; exit 1; }
 sleep 2  # the banner's reports and the artwork settle
 
-ticks() { awk '{print $14 + $15}' "/proc/$demo_pid/stat"; }
+# CPU ticks (user + system, every thread) of a process.
+ticks() { awk '{print $14 + $15}' "/proc/$1/stat"; }
 hz=$(getconf CLK_TCK)
-before=$(ticks)
+before=$(ticks "$demo_pid"); xbefore=$(ticks "$xvfb_pid")
 start=$(date +%s.%N)
 sleep "$seconds"
-after=$(ticks)
+after=$(ticks "$demo_pid"); xafter=$(ticks "$xvfb_pid")
 end=$(date +%s.%N)
-awk -v t=$((after - before)) -v hz="$hz" -v a="$start" -v b="$end" \
-  'BEGIN { cpu = t / hz; wall = b - a;
-           printf "idle window: %.3f s of CPU over %.2f s = %.2f%% of one core\n", cpu, wall, 100 * cpu / wall }'
+share() {
+  awk -v t="$2" -v hz="$hz" -v a="$start" -v b="$end" -v name="$1" \
+    'BEGIN { cpu = t / hz; wall = b - a;
+             printf "%s: %.3f s of CPU over %.2f s = %.2f%% of one core\n", name, cpu, wall, 100 * cpu / wall }'
+}
+share "idle window (qdx-demo --window)" $((after - before))
+share "the X server in the same run (baseline)" $((xafter - xbefore))
