@@ -27,10 +27,10 @@ display=":$(head -n1 "$work/display")"
 DISPLAY="$display" "$demo" --window --out "$work/out" > "$work/lines" 2>&1 &
 demo_pid=$!
 for _ in $(seq 300); do
-  grep -q '^onADShowedWithADRequest type 3' "$work/lines" 2>/dev/null && break
+  grep -q '^onADShowedWithADRequest type 1' "$work/lines" 2>/dev/null && break
   sleep 0.1
 done
-grep -q '^onADShowedWithADRequest type 3' "$work/lines" || { echo "the banner never showed"; cat "$work/lines"; exit 1; }
+grep -q '^onADShowedWithADRequest type 1' "$work/lines" || { echo "the banner never showed"; cat "$work/lines"; exit 1; }
 sleep 2  # the banner's reports and the artwork settle
 
 # CPU ticks (user + system, every thread) of a process.

@@ -264,7 +264,7 @@ TEST(LiveWindowTest, BannerClickWallDragAndEscapeThroughARealXServer) {
                     std::string("QDX_CA_FILE=") + QDX_TEST_CA_FILE, "QDX_HOME", "QDX_NETWORK",
                     "QDX_KEYCHAIN_DIR", "QDX_SCREEN", "WAYLAND_DISPLAY"});
   ASSERT_TRUE(demo.waitForLine("window ready", 30)) << demo.transcript();
-  ASSERT_TRUE(demo.waitForLine("onADShowedWithADRequest type 3", 30)) << demo.transcript();
+  ASSERT_TRUE(demo.waitForLine("onADShowedWithADRequest type 1", 30)) << demo.transcript();
 
   const std::string window = onDisplay(display, "xdotool search --sync --name '^qdx demo$'");
   ASSERT_FALSE(window.empty()) << "no window titled \"qdx demo\"";
