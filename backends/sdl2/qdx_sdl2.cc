@@ -72,6 +72,18 @@ std::unique_ptr<Host> Host::open(std::shared_ptr<kit::Window> window, const Wind
     error = displayError();
     return nullptr;
   }
+  // With no display SDL falls back to a video driver that shows nothing
+  // ("offscreen"); a window nobody can see is no window, unless the host
+  // asked for that driver by name (tests do).
+  const std::string driver = SDL_GetCurrentVideoDriver() ? SDL_GetCurrentVideoDriver() : "";
+  const char* asked = SDL_GetHint(SDL_HINT_VIDEODRIVER);
+  if ((driver == "offscreen" || driver == "dummy") &&
+      (asked == nullptr || std::string(asked).find(driver) == std::string::npos)) {
+    SDL_SetError("SDL found only its \"%s\" video driver", driver.c_str());
+    error = displayError();
+    SDL_QuitSubSystem(SDL_INIT_VIDEO);
+    return nullptr;
+  }
 
   // The window opens at the picture's size, shrunk (aspect kept) to what
   // the display can show.
