@@ -18,6 +18,8 @@ packages=(
   libbenchmark-dev
   clang libclang-rt-14-dev
   chromium
+  libsdl2-dev
+  xvfb xdotool x11-apps imagemagick
 )
 
 # Only the benchmarks compare against OpenCV's box filter: `make bench`

@@ -153,6 +153,19 @@ TEST(QdxDemoTest, BadOptionsExitWithUsage) {
   EXPECT_EQ(runDemo(env.tempRoot(), "--sample-png").exitCode, 2);
 }
 
+TEST(QdxDemoTest, TheLiveWindowWithoutADisplaySaysSoAndExitsWith2) {
+  TestEnv env;
+  const DemoRun run = runDemo(env.tempRoot(), "--window --no-server --out " + env.tempRoot(),
+                              "DISPLAY= WAYLAND_DISPLAY= SDL_VIDEODRIVER=");
+  EXPECT_EQ(run.exitCode, 2) << run.output;
+  EXPECT_TRUE(contains(run.output, "qdx-demo: ")) << run.output;
+  EXPECT_TRUE(contains(run.output, "no display")) << run.output;
+  EXPECT_FALSE(contains(run.output, "window ready")) << run.output;
+  for (const char* args : {"--window --scale 0", "--window --scale 9", "--window --scale x"}) {
+    EXPECT_EQ(runDemo(env.tempRoot(), args).exitCode, 2) << args;
+  }
+}
+
 TEST(QdxDemoTest, SamplePngDrawsTheSceneAtTheScreenScale) {
   TestEnv env;
   const std::string path = env.tempRoot() + "/scene.png";

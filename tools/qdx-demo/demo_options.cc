@@ -8,7 +8,7 @@ void printUsage(std::FILE* out) {
   std::fprintf(out,
                "usage: qdx-demo [--out DIR] [--offline] [--channel C] [--app-id N] [--app-key K]\n"
                "                [--debug] [--run-seconds S] [--no-server] [--server PATH]\n"
-               "                [--sample-png PATH]\n"
+               "                [--sample-png PATH] [--window [--scale S]]\n"
                "  --out DIR        where the gallery goes (default out/demo; index.html)\n"
                "  --offline        an offline start and what it keeps, then a start online\n"
                "  --channel C      distribution channel (default \"AppStore\"; \"\" is allowed)\n"
@@ -21,6 +21,11 @@ void printUsage(std::FILE* out) {
                "  --server PATH    the qdx-server program to start (default: the build's)\n"
                "  --sample-png PATH  only draw a sample banner scene with the view toolkit\n"
                "                   into PATH (at the QDX_SCREEN scale) and exit\n"
+               "  --window         a live window (\"qdx demo\", 375 x 667 points) instead of the\n"
+               "                   scripted session: a bottom banner at once, W the recommend\n"
+               "                   wall, F custom slots 7, 8 and 9 in a feed, Escape ends; one\n"
+               "                   line per event on stdout\n"
+               "  --scale S        the window's pixels per point (default 1; 0.25 to 8)\n"
                "The QDX_* settings of the POSIX platform apply (QDX_HOME, QDX_NETWORK, ...);\n"
                "without QDX_HOME each run uses a new device in DIR/device.\n");
 }
@@ -47,6 +52,18 @@ bool parseOptions(int argc, char** argv, Options& options) {
       options.offline = true;
     } else if (arg == "--no-server") {
       options.startServer = false;
+    } else if (arg == "--window") {
+      options.window = true;
+    } else if (arg == "--scale") {
+      const char* v = value("--scale");
+      if (!v) return false;
+      char* end = nullptr;
+      const double scale = std::strtod(v, &end);
+      if (*v == '\0' || *end != '\0' || !(scale >= 0.25) || scale > 8) {
+        std::fprintf(stderr, "qdx-demo: --scale wants 0.25 to 8, not \"%s\"\n", v);
+        return false;
+      }
+      options.scale = scale;
     } else if (arg == "--debug") {
       options.debug = true;
     } else if (arg == "--server") {

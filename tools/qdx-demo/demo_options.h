@@ -16,6 +16,8 @@ struct Options {
   bool debug = false;
   double runSeconds = 0.2;  // extra main-loop time after the first start
   std::string outDir = "out/demo";
+  bool window = false;  // a live desktop window instead of the scripted session
+  double scale = 1;     // the live window's pixels per point
   std::string samplePng;           // when set, only draw the sample scene there
   std::string relaunchScreenshot;  // set in the relaunched app (internal)
 };

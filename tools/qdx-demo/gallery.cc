@@ -101,6 +101,9 @@ void stepSection(std::ostream& out, const StepRecord& step) {
   for (const std::string& passed : step.passed) {
     out << "<li class=\"ok\">✓ " << escapeHtml(passed) << "</li>";
   }
+  for (const std::string& unchecked : step.unchecked) {
+    out << "<li class=\"muted\">– " << escapeHtml(unchecked) << "</li>";
+  }
   out << "</ul>";
   if (!step.notes.empty()) list(out, "What the device keeps (local store)", step.notes, "", false);
   out << "<details><summary>Cipher trace (" << step.trace.size()

@@ -68,8 +68,22 @@ std::shared_ptr<View> post(double y, double width, int index) {
 
 void RecordingDelegate::add(const std::string& method, const std::string& detail) {
   const char* thread = RunLoop::isMainThread() ? "main thread" : "background thread";
+  tell(method + detail + " (" + thread + ")");
+}
+
+void RecordingDelegate::tell(const std::string& line) {
+  std::function<void(const std::string&)> listener;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    lines_.push_back(line);
+    listener = listener_;
+  }
+  if (listener) listener(line);
+}
+
+void RecordingDelegate::setListener(std::function<void(const std::string& line)> listener) {
   std::lock_guard<std::mutex> lock(mutex_);
-  lines_.push_back(method + detail + " (" + thread + ")");
+  listener_ = std::move(listener);
 }
 
 void RecordingDelegate::onADLoaded() { add("onADLoaded"); }
@@ -96,10 +110,7 @@ void RecordingDelegate::onADClosedWithADRequest(const std::shared_ptr<QDXADReque
   add("onADClosedWithADRequest", requestDetail(request, adWidth, adHeight));
 }
 
-void RecordingDelegate::note(const std::string& line) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  lines_.push_back(line);
-}
+void RecordingDelegate::note(const std::string& line) { tell(line); }
 
 std::vector<std::string> RecordingDelegate::lines() const {
   std::lock_guard<std::mutex> lock(mutex_);
@@ -138,8 +149,13 @@ HostApp::HostApp()
   PosixPlatform::setOpenURLHandler([opened](const std::string& url) {
     auto record = opened.lock();
     if (!record) return false;
-    std::lock_guard<std::mutex> lock(record->mutex);
-    record->urls.push_back(url);
+    std::function<void(const std::string&)> listener;
+    {
+      std::lock_guard<std::mutex> lock(record->mutex);
+      record->urls.push_back(url);
+      listener = record->listener;
+    }
+    if (listener) listener(url);
     return true;
   });
 }
@@ -189,6 +205,15 @@ std::shared_ptr<View> HostApp::showFeed(const std::vector<std::shared_ptr<View>>
 std::vector<std::string> HostApp::openedURLs() const {
   std::lock_guard<std::mutex> lock(opened_->mutex);
   return opened_->urls;
+}
+
+}  // namespace qdx::demo
+
+namespace qdx::demo {
+
+void HostApp::setOpenedListener(std::function<void(const std::string& url)> listener) {
+  std::lock_guard<std::mutex> lock(opened_->mutex);
+  opened_->listener = std::move(listener);
 }
 
 }  // namespace qdx::demo

@@ -5,6 +5,7 @@
 // open. It uses only the library's public headers.
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -29,6 +30,9 @@ class RecordingDelegate : public QDXADDelegate {
 
   // Adds a line of the host's own (e.g. what a loader block received).
   void note(const std::string& line);
+  // Calls listener with each new line, on the thread that heard it (set it
+  // before the SDK starts).
+  void setListener(std::function<void(const std::string& line)> listener);
   // Every line so far, e.g. "onADLoaded (background thread)".
   std::vector<std::string> lines() const;
   // How many calls of the named method were heard so far.
@@ -36,8 +40,10 @@ class RecordingDelegate : public QDXADDelegate {
 
  private:
   void add(const std::string& method, const std::string& detail = "");
+  void tell(const std::string& line);
   mutable std::mutex mutex_;
   std::vector<std::string> lines_;
+  std::function<void(const std::string&)> listener_;
 };
 
 class HostApp {
@@ -67,6 +73,8 @@ class HostApp {
 
   // The store links the platform was asked to open, oldest first.
   std::vector<std::string> openedURLs() const;
+  // Calls listener with each store link as the platform is asked to open it.
+  void setOpenedListener(std::function<void(const std::string& url)> listener);
 
  private:
   std::shared_ptr<kit::Window> window_;
@@ -79,6 +87,7 @@ class HostApp {
   struct Opened {
     std::mutex mutex;
     std::vector<std::string> urls;
+    std::function<void(const std::string&)> listener;
   };
   std::shared_ptr<Opened> opened_;
 };

@@ -21,12 +21,14 @@
 #include <exception>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "demo_options.h"
 #include "gallery.h"
 #include "host_app.h"
+#include "live_window.h"
 #include "identity/QDXKeyChain.h"
 #include "platform/posix_env.h"
 #include "qdx/PosixPlatform.h"
@@ -47,16 +49,17 @@ namespace fs = std::filesystem;
 using qdx::demo::Options;
 
 // The journal of a server the demo did not start, through its control
-// endpoint; empty when it offers none.
-std::vector<qdx::Json> controlJournal() {
+// endpoint; nothing when it offers none (another server than the
+// reference server).
+std::optional<std::vector<qdx::Json>> controlJournal() {
   qdx::HttpRequest request;
   request.url = std::string(qdx::kQDXApiBase) + "/__control/journal";
   request.timeoutSeconds = 5;
   const qdx::HttpResponse response = qdx::PosixEnv::processDefault().performHttp(request);
-  if (!response.arrived || response.status != 200) return {};
+  if (!response.arrived || response.status != 200) return std::nullopt;
   const qdx::Json entries = qdx::Json::parse(response.body, nullptr, false);
-  if (!entries.is_array()) return {};
-  return {entries.begin(), entries.end()};
+  if (!entries.is_array()) return std::nullopt;
+  return std::vector<qdx::Json>(entries.begin(), entries.end());
 }
 
 // Every key of the local store and every keychain item, one line each.
@@ -140,17 +143,13 @@ int relaunch(const Options& options, const std::string& screenshot,
   ::_exit(started && drawn ? 0 : 1);
 }
 
-int runDemo(const Options& options) {
-  const fs::path outDir = fs::absolute(options.outDir);
+// The device: a new one in outDir/folder unless QDX_HOME names one, and
+// the demo host's bundle. Returns whether the device is new (its keychain
+// holds nothing).
+bool useDevice(const fs::path& outDir, const std::string& folder) {
   std::error_code error;
-  fs::create_directories(outDir, error);
-  for (const auto& entry : fs::directory_iterator(outDir, error)) {
-    if (entry.path().extension() == ".png") fs::remove(entry.path(), error);
-  }
-
-  // The device: a new one in the output folder unless QDX_HOME names one.
   if (std::getenv("QDX_HOME") == nullptr) {
-    const fs::path device = outDir / "device";
+    const fs::path device = outDir / folder;
     fs::remove_all(device, error);
     qdx::PosixPlatform::setHomeDirectory((device / "home").string());
     qdx::PosixPlatform::setKeychainDirectory((device / "keychain").string());
@@ -158,42 +157,69 @@ int runDemo(const Options& options) {
   if (std::getenv("QDX_BUNDLE_DIR") == nullptr) {
     qdx::PosixPlatform::setBundleResourceDirectory(QDX_DEMO_BUNDLE_DIR);
   }
-  const bool freshDevice = qdx::PosixEnv::processDefault().keychain().items().empty();
+  return qdx::PosixEnv::processDefault().keychain().items().empty();
+}
 
-  // The server: the reference server from the build, unless QDX_CONNECT_TO
-  // points somewhere or --no-server says not to.
-  const bool connectToGiven = !qdx::PosixPlatform::connectTo().empty();
-  std::unique_ptr<qdx::ServerProcess> server;
-  std::string serverText = "none";
-  if (options.startServer && !connectToGiven) {
+// The server a session talks to, and where its journal comes from.
+struct ServerChoice {
+  std::unique_ptr<qdx::ServerProcess> server;  // the one the demo started
+  bool connectToGiven = false;                 // QDX_CONNECT_TO names one
+  std::string text = "none";
+  qdx::demo::JournalSource journal;  // empty: a server whose journal the demo cannot see
+  std::string journalText = "none: another server, whose journal the demo cannot see";
+};
+
+// Starts the reference server from the build, unless QDX_CONNECT_TO points
+// somewhere or --no-server says not to, and points the platform at it. A
+// server the demo did not start is asked once whether it shows its
+// journal; no later step waits on a journal it cannot see. False (after a
+// message on stderr) when the server cannot be started.
+bool chooseServer(const Options& options, ServerChoice& choice) {
+  choice.connectToGiven = !qdx::PosixPlatform::connectTo().empty();
+  if (options.startServer && !choice.connectToGiven) {
     qdx::ServerProcess::Options launch;
     launch.binary = options.serverBinary;
     launch.apps = {{std::to_string(options.appId), options.appKey}};
     std::string failure;
-    server = qdx::ServerProcess::start(launch, failure);
-    if (!server) {
+    choice.server = qdx::ServerProcess::start(launch, failure);
+    if (!choice.server) {
       std::fprintf(stderr, "qdx-demo: %s\n", failure.c_str());
-      return 1;
+      return false;
     }
     if (qdx::PosixPlatform::caFile().empty()) {
       qdx::PosixPlatform::setCaFile(qdx::ServerProcess::caFile());
     }
-    qdx::PosixPlatform::setConnectTo({server->connectTo()});
-    serverText = "the reference server on 127.0.0.1:" + std::to_string(server->port());
-  } else if (connectToGiven) {
-    serverText = "as QDX_CONNECT_TO says (" + joined(qdx::PosixPlatform::connectTo()) + ")";
+    qdx::PosixPlatform::setConnectTo({choice.server->connectTo()});
+    choice.text = "the reference server on 127.0.0.1:" + std::to_string(choice.server->port());
+    qdx::ServerProcess* server = choice.server.get();
+    choice.journal = [server] { return server->journal(); };
+    choice.journalText = server->journalPath();
+  } else if (choice.connectToGiven) {
+    choice.text = "as QDX_CONNECT_TO says (" + joined(qdx::PosixPlatform::connectTo()) + ")";
+    if (controlJournal()) {
+      choice.journal = [] { return controlJournal().value_or(std::vector<qdx::Json>{}); };
+      choice.journalText = "the server's /__control/journal";
+    }
   }
-  if (options.offline) qdx::PosixPlatform::setDataNetworkCode(0);
+  return true;
+}
 
-  qdx::demo::JournalSource journal;
-  std::string journalText = "none (no server the demo can ask)";
-  if (server) {
-    journal = [&server] { return server->journal(); };
-    journalText = server->journalPath();
-  } else if (connectToGiven) {
-    journal = controlJournal;
-    journalText = "the server's /__control/journal";
+int runDemo(const Options& options) {
+  const fs::path outDir = fs::absolute(options.outDir);
+  std::error_code error;
+  fs::create_directories(outDir, error);
+  for (const auto& entry : fs::directory_iterator(outDir, error)) {
+    if (entry.path().extension() == ".png") fs::remove(entry.path(), error);
   }
+  const bool freshDevice = useDevice(outDir, "device");
+  ServerChoice choice;
+  if (!chooseServer(options, choice)) return 1;
+  if (options.offline) qdx::PosixPlatform::setDataNetworkCode(0);
+  const bool connectToGiven = choice.connectToGiven;
+  std::unique_ptr<qdx::ServerProcess>& server = choice.server;
+  const std::string& serverText = choice.text;
+  const std::string& journalText = choice.journalText;
+  const qdx::demo::JournalSource& journal = choice.journal;
 
   std::printf("qdx-demo: %s session\n  device home: %s\n  server: %s\n",
               options.offline ? "offline" : "online",
@@ -257,6 +283,19 @@ int main(int argc, char** argv) {
   try {
     if (!options.samplePng.empty()) return qdx::demo::renderSampleScene(options.samplePng);
     if (!options.relaunchScreenshot.empty()) runRelaunched(options);
+    if (options.window) {
+      const fs::path outDir = fs::absolute(options.outDir);
+      ServerChoice choice;
+      const int code = qdx::demo::runLiveWindow(options, [&] {
+        useDevice(outDir, "window-device");
+        if (!chooseServer(options, choice)) return false;
+        std::printf("server: %s\n", choice.text.c_str());
+        std::fflush(stdout);
+        return true;
+      });
+      std::fflush(nullptr);
+      ::_exit(code);
+    }
     const int code = runDemo(options);
     // The SDK's threads may still be at work: leave without unwinding them.
     std::fflush(nullptr);

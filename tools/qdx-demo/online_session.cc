@@ -35,14 +35,14 @@ void firstStart(Session& s, const SessionSettings& settings) {
           "configuration and the SDK's own images are fetched in the background.");
   s.check(s.app().startSdk(settings.channel, settings.appId, settings.appKey, settings.debug),
           "the SDK started");
-  if (settings.freshDevice) {
+  if (settings.freshDevice && s.hasJournal()) {
     s.waitFor([&] {
       return !s.stepRows("reg_dev").empty() && !s.stepRows("get_configuration").empty();
     }, 15);
   }
   RunLoop::main().runFor(settings.runSeconds);
   s.settle();
-  if (s.hasJournal()) {
+  if (s.serverSide()) {
     if (settings.freshDevice) {
       s.check(s.stepRows("reg_dev").size() == 1, "the new device registered once");
       s.checkEvents(kActivationEvent, 1, "the activation went out once");
@@ -74,7 +74,7 @@ void banner(Session& s, int bannerType, const std::string& name, const std::stri
     s.check(std::abs(shown->frame().y() - expectedY) < 0.01,
             "the banner sits at y " + std::to_string(expectedY));
   }
-  if (s.hasJournal()) {
+  if (s.serverSide()) {
     s.check(s.stepRows("get_recommend_list").size() == 1, "one ad-list request");
     s.checkEvents(kRequestEvent, 1, "one request event");
     s.checkEvents(kShowEvent, 1, "one show event");
@@ -98,7 +98,7 @@ void tapBanner(Session& s) {
   const auto opened = s.app().openedURLs();
   s.check(!opened.empty() && fromStore(opened.back()), "the store link was opened");
   s.check(findBanner(home) == nullptr, "the banner left the screen");
-  if (s.hasJournal()) {
+  if (s.serverSide()) {
     s.checkEvents(kClickEvent, 1, "one click event");
   }
   s.screenshot();
@@ -166,7 +166,7 @@ void presentWall(Session& s) {
   s.settle();
   s.check(wall(s) != nullptr, "the wall is presented");
   s.check(pages(s) == 5, "five cards");
-  if (s.hasJournal()) {
+  if (s.serverSide()) {
     s.checkEvents(kRequestEvent, 5, "a request event for each of the first five apps");
     s.checkEvents(kShowEvent, 1, "one show event");
   }
@@ -186,7 +186,7 @@ void swipeTo(Session& s, long page) {
   }
   s.check(settled == page, "the strip settled on page " + number);
   s.settle();
-  if (s.hasJournal()) {
+  if (s.serverSide()) {
     s.checkEvents(kShowEvent, 1, "one show event");
   }
   s.screenshot();
@@ -209,7 +209,7 @@ void downloadOne(Session& s) {
   auto controller = wall(s);
   auto dots = controller ? findFirst<PageControl>(controller->view()) : nullptr;
   s.check(dots && dots->currentPage() == 0, "the wall starts again on page 1");
-  if (s.hasJournal()) {
+  if (s.serverSide()) {
     s.checkEvents(kClickEvent, 1, "one click event");
     s.checkEvents(kShowEvent, 1, "one show event");
   }
@@ -301,7 +301,7 @@ std::shared_ptr<View> customSlots(Session& s) {
   load(7, 1, Size{300, 112.5});
   auto feed = s.app().showFeed(slots);
   s.settle();
-  if (s.hasJournal()) {
+  if (s.serverSide()) {
     s.check(s.stepRows("get_recommend_list").size() == 4, "four ad-list requests");
   }
   s.screenshot(feed);
@@ -319,7 +319,7 @@ void tapSlot(Session& s, const std::shared_ptr<View>& slot, const std::shared_pt
   s.check(s.app().delegate()->count("onADClicked") == clicked + 1, "the host heard onADClicked");
   const auto opened = s.app().openedURLs();
   s.check(!opened.empty() && fromStore(opened.back()), "the store link was opened");
-  if (s.hasJournal()) {
+  if (s.serverSide()) {
     s.checkEvents(kClickEvent, 1, "one click event");
   }
   s.screenshot(feed);
@@ -332,7 +332,7 @@ void terminate(Session& s, const SessionSettings& settings, const std::shared_pt
           "the app as in the background.");
   QDXAD::sdkTerminate();
   s.settle();
-  if (s.hasJournal()) {
+  if (s.serverSide()) {
     s.checkEvents(kUseTimeEvent, 1, "one use-time event");
   }
   if (settings.storeListing) {
@@ -349,14 +349,14 @@ void secondStart(Session& s, const SessionSettings& settings) {
           "activated again.");
   const std::string file = "17-second-start.png";
   auto untilQuiet = [&] {
-    s.waitFor([&] { return !s.stepRows("get_configuration").empty(); }, 15);
+    if (s.hasJournal()) s.waitFor([&] { return !s.stepRows("get_configuration").empty(); }, 15);
     s.settle();
   };
   const int exitCode =
       settings.relaunch ? settings.relaunch(settings.outDir + "/" + file, untilQuiet) : -1;
   s.check(exitCode == 0, "the second start ran");
   s.settle();
-  if (s.hasJournal()) {
+  if (s.serverSide()) {
     s.check(s.stepRows("reg_dev").empty(), "no registration");
     s.checkEvents(kActivationEvent, 0, "no activation");
   }

@@ -29,6 +29,7 @@ struct StepRecord {
   std::vector<std::string> notes;     // what the device keeps, when shown
   std::vector<std::string> passed;    // checks that held
   std::vector<std::string> failures;  // checks that did not
+  std::vector<std::string> unchecked; // checks the demo could not make
   double seconds = 0;
 };
 
@@ -45,7 +46,8 @@ class Session {
   // Records a check of the current step; returns ok.
   bool check(bool ok, const std::string& what);
   // Checks that the step's event reports hold count events of kind (see
-  // countEvents), or at least count when atLeast; nothing without a journal.
+  // countEvents), or at least count when atLeast; without a journal, records
+  // that it was not checked.
   void checkEvents(int kind, std::size_t count, const std::string& what, bool atLeast = false);
   // Serves the main loop until predicate holds (at most timeoutSeconds).
   bool waitFor(const std::function<bool()>& predicate, double timeoutSeconds = 10);
@@ -68,6 +70,10 @@ class Session {
   // The current step's rows of endpoint ("reg_dev", "report_event", ...).
   std::vector<Json> stepRows(const std::string& endpoint) const;
   bool hasJournal() const { return static_cast<bool>(journal_); }
+  // Whether the step's server-side checks can be made: true with a
+  // journal; without one (another server) the step records once that its
+  // server-side checks were not made.
+  bool serverSide();
 
   const std::vector<StepRecord>& steps() const { return steps_; }
   bool allPassed() const;
