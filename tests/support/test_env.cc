@@ -125,24 +125,34 @@ double TestEnv::downloadTimeoutSeconds() {
   return downloadTimeout_ ? *downloadTimeout_ : EnvWrapper::downloadTimeoutSeconds();
 }
 
+namespace {
+
+// The wall clock and the monotonic clock are test clocks alike: unfixed they
+// read the real clock; a step fixes them at their real reading first.
+void stepClock(std::mutex& mutex, std::optional<double>& fixed, double real, double seconds) {
+  std::lock_guard<std::mutex> lock(mutex);
+  fixed = fixed.value_or(real) + seconds;
+}
+
+template <typename RealClock>
+double readClock(std::mutex& mutex, const std::optional<double>& fixed, RealClock real) {
+  {
+    std::lock_guard<std::mutex> lock(mutex);
+    if (fixed) return *fixed;
+  }
+  return real();
+}
+
+}  // namespace
+
 void TestEnv::setNow(double secondsSince1970) {
   std::lock_guard<std::mutex> lock(mutex_);
   fixedNow_ = secondsSince1970;
 }
 
-void TestEnv::advance(double seconds) {
-  double base = posix_.now();
-  std::lock_guard<std::mutex> lock(mutex_);
-  fixedNow_ = fixedNow_.value_or(base) + seconds;
-}
+void TestEnv::advance(double seconds) { stepClock(mutex_, fixedNow_, posix_.now(), seconds); }
 
-double TestEnv::now() {
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    if (fixedNow_) return *fixedNow_;
-  }
-  return posix_.now();
-}
+double TestEnv::now() { return readClock(mutex_, fixedNow_, [this] { return posix_.now(); }); }
 
 void TestEnv::setMonotonicNow(double seconds) {
   std::lock_guard<std::mutex> lock(mutex_);
@@ -150,17 +160,11 @@ void TestEnv::setMonotonicNow(double seconds) {
 }
 
 void TestEnv::advanceMonotonic(double seconds) {
-  double base = posix_.monotonicNow();
-  std::lock_guard<std::mutex> lock(mutex_);
-  fixedMonotonic_ = fixedMonotonic_.value_or(base) + seconds;
+  stepClock(mutex_, fixedMonotonic_, posix_.monotonicNow(), seconds);
 }
 
 double TestEnv::monotonicNow() {
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    if (fixedMonotonic_) return *fixedMonotonic_;
-  }
-  return posix_.monotonicNow();
+  return readClock(mutex_, fixedMonotonic_, [this] { return posix_.monotonicNow(); });
 }
 
 std::vector<std::string> TestEnv::logLines() const {
