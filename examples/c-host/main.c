@@ -4,6 +4,7 @@
  * qdx library are used.
  *
  *   qdx-c-host [HOME]   HOME: where the SDK keeps this app's files
+ *   qdx-c-host --check  prints the library's version and ABI, and exits
  *
  * The device settings start from the QDX_* environment variables
  * (QDX_CA_FILE and QDX_CONNECT_TO point it at a test server); see
@@ -82,6 +83,10 @@ int main(int argc, char** argv) {
     fprintf(stderr, "c-host: built for ABI %d, the library has %d\n", QDX_ABI_VERSION,
             qdx_abi_version());
     return 1;
+  }
+  if (argc > 1 && strcmp(argv[1], "--check") == 0) {
+    printf("c-host: qdx %s, ABI %d\n", qdx_version(), qdx_abi_version());
+    return 0;
   }
   if (argc > 1) {
     char keychain[4096];
