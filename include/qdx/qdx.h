@@ -219,7 +219,11 @@ QDX_EXPORT int qdx_move_slot(qdx_overlay* overlay, int slot, double x, double y,
 QDX_EXPORT int qdx_remove_slot(qdx_overlay* overlay, int slot);
 
 /* The app leaves the foreground: ends the current use-time period
- * (QDXAD::sdkTerminate). Any thread. */
+ * (QDXAD::sdkTerminate). The period's use-time report is sent before this
+ * returns, so it blocks for that post (at most the request time-out, 10 s;
+ * at once when offline): call it where a short wait is acceptable. The
+ * next timer tick that finds the app active starts a new period. Any
+ * thread. */
 QDX_EXPORT void qdx_background(void);
 
 /* What qdx_pump returns when no timer or animation step is scheduled. */
