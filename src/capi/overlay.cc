@@ -18,7 +18,7 @@ namespace kit = qdx::kit;
 
 namespace qdx::capi {
 
-void makeDelegateWindow(const qdx_overlay& overlay) {
+void makeDelegateWindow(const Overlay& overlay) {
   kit::Application& app = kit::Application::sharedApplication();
   auto delegate = app.delegate();
   if (!delegate) {
@@ -54,7 +54,7 @@ qdx_overlay* qdx_overlay_create(double width_points, double height_points, doubl
       refuse(kName, "the size and scale must be positive finite numbers");
       return nullptr;
     }
-    auto overlay = std::make_unique<qdx_overlay>();
+    auto overlay = std::make_unique<qdx::capi::Overlay>();
     overlay->window = std::make_shared<kit::Window>(kit::Rect(0, 0, width_points, height_points));
     overlay->surface = std::make_unique<kit::Surface>(overlay->window, scale);
     if (overlay->surface->pixelWidth() == 0 || overlay->surface->pixelHeight() == 0) {
@@ -70,13 +70,14 @@ qdx_overlay* qdx_overlay_create(double width_points, double height_points, doubl
     overlay->window->setRootViewController(overlay->root);
     overlay->window->makeKeyAndVisible();
     qdx::capi::makeDelegateWindow(*overlay);
-    return overlay.release();
+    return qdx::capi::handleOf(overlay.release());
   });
 }
 
-void qdx_overlay_destroy(qdx_overlay* overlay) {
+void qdx_overlay_destroy(qdx_overlay* handle) {
   constexpr const char* kName = "qdx_overlay_destroy";
   guardedVoid(kName, [&] {
+    qdx::capi::Overlay* overlay = qdx::capi::overlayOf(handle);
     if (overlay == nullptr) return;
     if (!onMainThread(kName)) return;
     for (auto& [id, slot] : overlay->slots->slots) {
@@ -90,34 +91,38 @@ void qdx_overlay_destroy(qdx_overlay* overlay) {
   });
 }
 
-int qdx_overlay_pixel_width(const qdx_overlay* overlay) {
+int qdx_overlay_pixel_width(const qdx_overlay* handle) {
   constexpr const char* kName = "qdx_overlay_pixel_width";
   return guarded(kName, -1, [&] {
+    const auto overlay = qdx::capi::overlayOf(handle);
     if (overlay == nullptr) return refuse(kName, "the overlay is NULL"), -1;
     return overlay->surface->pixelWidth();
   });
 }
 
-int qdx_overlay_pixel_height(const qdx_overlay* overlay) {
+int qdx_overlay_pixel_height(const qdx_overlay* handle) {
   constexpr const char* kName = "qdx_overlay_pixel_height";
   return guarded(kName, -1, [&] {
+    const auto overlay = qdx::capi::overlayOf(handle);
     if (overlay == nullptr) return refuse(kName, "the overlay is NULL"), -1;
     return overlay->surface->pixelHeight();
   });
 }
 
-int qdx_overlay_needs_display(const qdx_overlay* overlay) {
+int qdx_overlay_needs_display(const qdx_overlay* handle) {
   constexpr const char* kName = "qdx_overlay_needs_display";
   return guarded(kName, -1, [&] {
+    const auto overlay = qdx::capi::overlayOf(handle);
     if (overlay == nullptr) return refuse(kName, "the overlay is NULL"), -1;
     if (!onMainThread(kName)) return -1;
     return overlay->surface->needsDisplay() ? 1 : 0;
   });
 }
 
-int qdx_overlay_draw(qdx_overlay* overlay, uint8_t* pixels, int stride, int format) {
+int qdx_overlay_draw(qdx_overlay* handle, uint8_t* pixels, int stride, int format) {
   constexpr const char* kName = "qdx_overlay_draw";
   return guarded(kName, -1, [&] {
+    const auto overlay = qdx::capi::overlayOf(handle);
     if (overlay == nullptr) return refuse(kName, "the overlay is NULL"), -1;
     if (!onMainThread(kName)) return -1;
     if (pixels == nullptr) return refuse(kName, "the pixel buffer is NULL"), -1;
@@ -140,9 +145,10 @@ int qdx_overlay_draw(qdx_overlay* overlay, uint8_t* pixels, int stride, int form
   });
 }
 
-int qdx_overlay_damage(const qdx_overlay* overlay, qdx_rect* rects, int max) {
+int qdx_overlay_damage(const qdx_overlay* handle, qdx_rect* rects, int max) {
   constexpr const char* kName = "qdx_overlay_damage";
   return guarded(kName, -1, [&] {
+    const auto overlay = qdx::capi::overlayOf(handle);
     if (overlay == nullptr) return refuse(kName, "the overlay is NULL"), -1;
     if (max < 0 || (rects == nullptr && max > 0)) {
       return refuse(kName, "room for " + std::to_string(max) + " rectangles at NULL"), -1;
@@ -153,9 +159,10 @@ int qdx_overlay_damage(const qdx_overlay* overlay, qdx_rect* rects, int max) {
   });
 }
 
-int qdx_overlay_pointer(qdx_overlay* overlay, int kind, double x, double y, double seconds) {
+int qdx_overlay_pointer(qdx_overlay* handle, int kind, double x, double y, double seconds) {
   constexpr const char* kName = "qdx_overlay_pointer";
   return guarded(kName, -1, [&] {
+    const auto overlay = qdx::capi::overlayOf(handle);
     if (overlay == nullptr) return refuse(kName, "the overlay is NULL"), -1;
     if (!onMainThread(kName)) return -1;
     if (kind == QDX_POINTER_CANCEL) {

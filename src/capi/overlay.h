@@ -29,21 +29,27 @@ struct SlotTable {
   std::map<int, Slot> slots;
 };
 
-}  // namespace qdx::capi
-
-struct qdx_overlay {
-  std::shared_ptr<qdx::kit::Window> window;
-  std::shared_ptr<qdx::kit::ViewController> root;
-  std::unique_ptr<qdx::kit::Surface> surface;
+// What a qdx_overlay handle stands for. The handle's type is never
+// defined: C hosts, and the ABI's description of the C interface, see an
+// opaque pointer, and nothing of the kit behind it.
+struct Overlay {
+  std::shared_ptr<kit::Window> window;
+  std::shared_ptr<kit::ViewController> root;
+  std::unique_ptr<kit::Surface> surface;
   std::vector<qdx_rect> damage;  // what the last draw redrew
-  std::shared_ptr<qdx::capi::SlotTable> slots = std::make_shared<qdx::capi::SlotTable>();
+  std::shared_ptr<SlotTable> slots = std::make_shared<SlotTable>();
 };
 
-namespace qdx::capi {
+// The overlay behind a handle, and the handle of an overlay.
+inline Overlay* overlayOf(qdx_overlay* handle) { return reinterpret_cast<Overlay*>(handle); }
+inline const Overlay* overlayOf(const qdx_overlay* handle) {
+  return reinterpret_cast<const Overlay*>(handle);
+}
+inline qdx_overlay* handleOf(Overlay* overlay) { return reinterpret_cast<qdx_overlay*>(overlay); }
 
 // Makes overlay's window the application delegate's window (creating the
 // delegate when the host set none), so the SDK presents the wall and its
 // alerts there.
-void makeDelegateWindow(const qdx_overlay& overlay);
+void makeDelegateWindow(const Overlay& overlay);
 
 }  // namespace qdx::capi

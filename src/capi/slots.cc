@@ -64,7 +64,7 @@ void finishLoad(const std::weak_ptr<SlotTable>& table, const std::weak_ptr<kit::
   if (done) done(user, id, placed ? 1 : 0);
 }
 
-int placeSlot(qdx_overlay& overlay, std::int32_t adType, const kit::Rect& frame, DoneFunction done,
+int placeSlot(Overlay& overlay, std::int32_t adType, const kit::Rect& frame, DoneFunction done,
               void* user) {
   const int id = ++gLastSlotId;
   overlay.slots->slots[id] = Slot{frame, nullptr};
@@ -96,11 +96,12 @@ int placeSlot(qdx_overlay& overlay, std::int32_t adType, const kit::Rect& frame,
 
 extern "C" {
 
-int qdx_place_slot(qdx_overlay* overlay, int32_t ad_type, double x, double y, double width,
+int qdx_place_slot(qdx_overlay* handle, int32_t ad_type, double x, double y, double width,
                    double height, void (*done)(void* user, int slot, int placed), void* user) {
   constexpr const char* kName = "qdx_place_slot";
   return guarded(kName, -1, [&]() -> int {
     if (!onMainThread(kName)) return -1;
+    qdx::capi::Overlay* overlay = qdx::capi::overlayOf(handle);
     if (overlay == nullptr) return refuse(kName, "the overlay is NULL"), -1;
     if (!qdx::capi::isSlotType(ad_type)) {
       return refuse(kName, "ad type " + std::to_string(ad_type) + " is not a custom slot (7, 8 or 9)"),
@@ -112,10 +113,11 @@ int qdx_place_slot(qdx_overlay* overlay, int32_t ad_type, double x, double y, do
   });
 }
 
-int qdx_move_slot(qdx_overlay* overlay, int slot, double x, double y, double width, double height) {
+int qdx_move_slot(qdx_overlay* handle, int slot, double x, double y, double width, double height) {
   constexpr const char* kName = "qdx_move_slot";
   return guarded(kName, static_cast<int>(QDX_ERROR_INTERNAL), [&]() -> int {
     if (!onMainThread(kName)) return QDX_ERROR_THREAD;
+    qdx::capi::Overlay* overlay = qdx::capi::overlayOf(handle);
     if (overlay == nullptr) return refuse(kName, "the overlay is NULL"), QDX_ERROR_ARGUMENT;
     if (!qdx::capi::validFrame(kName, x, y, width, height)) return QDX_ERROR_ARGUMENT;
     auto found = overlay->slots->slots.find(slot);
@@ -128,10 +130,11 @@ int qdx_move_slot(qdx_overlay* overlay, int slot, double x, double y, double wid
   });
 }
 
-int qdx_remove_slot(qdx_overlay* overlay, int slot) {
+int qdx_remove_slot(qdx_overlay* handle, int slot) {
   constexpr const char* kName = "qdx_remove_slot";
   return guarded(kName, static_cast<int>(QDX_ERROR_INTERNAL), [&]() -> int {
     if (!onMainThread(kName)) return QDX_ERROR_THREAD;
+    qdx::capi::Overlay* overlay = qdx::capi::overlayOf(handle);
     if (overlay == nullptr) return refuse(kName, "the overlay is NULL"), QDX_ERROR_ARGUMENT;
     auto found = overlay->slots->slots.find(slot);
     if (found == overlay->slots->slots.end()) {

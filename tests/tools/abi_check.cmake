@@ -11,7 +11,7 @@
 # version instead.
 set(TEST_NAME "ABI check")
 include(${CMAKE_CURRENT_LIST_DIR}/script_steps.cmake)
-begin_test(LIBRARY HEADERS_DIR HEADER BASELINE_DIR WORK_DIR ABIDW ABIDIFF)
+begin_test(LIBRARY HEADER BASELINE_DIR WORK_DIR ABIDW ABIDIFF)
 
 file(STRINGS ${HEADER} version_line REGEX "^#define QDX_ABI_VERSION [0-9]+")
 if(NOT version_line MATCHES "QDX_ABI_VERSION ([0-9]+)")
@@ -25,7 +25,7 @@ set(suppressions ${WORK_DIR}/only-c-interface.suppr)
 file(WRITE ${suppressions} "[suppress_function]\n  symbol_name_not_regexp = ^qdx_\n  drop = yes\n"
                            "[suppress_variable]\n  symbol_name_not_regexp = ^qdx_\n  drop = yes\n")
 set(current ${WORK_DIR}/current.xml)
-step("describe the library" ${ABIDW} --suppressions ${suppressions} --headers-dir ${HEADERS_DIR}
+step("describe the library" ${ABIDW} --suppressions ${suppressions} --header-file ${HEADER}
      --drop-private-types --no-architecture --no-corpus-path --out-file ${current} ${LIBRARY})
 file(STRINGS ${current} described REGEX "elf-symbol name='qdx_")
 if(NOT described)

@@ -20,7 +20,7 @@ endfunction()
 function(run_check name expect)
   set(dir ${WORK_DIR}/${name})
   execute_process(COMMAND ${CMAKE_COMMAND} -DLIBRARY=${dir}/libfixture.so
-                  -DHEADERS_DIR=${dir}/include -DHEADER=${dir}/include/qdx.h
+                  -DHEADER=${dir}/include/qdx.h
                   -DBASELINE_DIR=${WORK_DIR}/baselines -DWORK_DIR=${dir}/check
                   -DABIDW=${ABIDW} -DABIDIFF=${ABIDIFF} ${ARGN} -P ${CHECK}
                   RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
