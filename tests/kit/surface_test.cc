@@ -164,9 +164,11 @@ TEST_F(SurfaceTest, IncrementalDrawsEqualFullDrawsThroughRandomChanges) {
     views[pick(views.size())]->addSubview(label);
     views.push_back(label);
 
+    // Half the seeds draw through the surface's own bitmap.
+    const PixelFormat format = seed % 2 ? PixelFormat::BGRA8Premultiplied : PixelFormat::RGBA8Premultiplied;
     Surface surface(window_, 2);
     FrameBuffer frame(400, 300, 1600);
-    surface.draw(frame.data(), frame.stride);
+    surface.draw(frame.data(), frame.stride, format);
     // Sees the same frames as the surface's own tracker: counts the moves.
     DamageTracker mirror;
     mirror.collect(*window_, 2, 400, 300);
@@ -223,8 +225,8 @@ TEST_F(SurfaceTest, IncrementalDrawsEqualFullDrawsThroughRandomChanges) {
       }
       auto damage = mirror.collect(*window_, 2, 400, 300);
       if (!damage.shifts.empty()) ++shiftedSteps;
-      surface.draw(frame.data(), frame.stride);
-      ASSERT_TRUE(frame.pixels() == fullDraw()) << "after step " << step;
+      surface.draw(frame.data(), frame.stride, format);
+      ASSERT_TRUE(frame.pixels() == fullDraw(format)) << "after step " << step;
     }
   }
   // The moves were made, not all refused.
