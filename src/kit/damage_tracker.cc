@@ -72,6 +72,9 @@ struct ScrollMove {
   PixelRect outer;  // the pixels its clip touches
   // Stays true while every view drawn inside it only moved with it.
   bool valid;
+  // The deepest of it and its ancestors whose background hides everything
+  // drawn before it inside the clip, or nullptr.
+  const View* floor;
 };
 
 }  // namespace
@@ -253,7 +256,16 @@ class DamageVisitor : public SceneVisitor {
       if (!drawsPlainOver(*above.view, above.origin, scale_, plain)) return false;
     }
     if (!drawsPlainOver(view, item.origin, scale_, plain)) return false;
-    moves_.push_back(ScrollMove{&view, delta, dx, dy, inner, pixelsTouched(clip), true});
+    // What lies under an opaque background drawn straight onto the bitmap
+    // (in no translucent group) cannot show through the moved pixels.
+    const View* floor = nullptr;
+    for (auto at = path_.size() + 1; at-- > 0 && floor == nullptr;) {
+      const SceneView& under = at == path_.size() ? item : path_[at];
+      if (under.alpha >= 1 && under.inheritedAlpha >= 1 && coversOpaquely(*under.view, under.origin, plain)) {
+        floor = under.view;
+      }
+    }
+    moves_.push_back(ScrollMove{&view, delta, dx, dy, inner, pixelsTouched(clip), true, floor});
     moving_ = moves_.size() - 1;
     return true;
   }
@@ -278,13 +290,18 @@ class DamageVisitor : public SceneVisitor {
     subtract(move.outer, move.inner, damage_);
     subtract(move.inner, kept, damage_);
     // Whatever else overlaps the clip is drawn again where it is, and where
-    // the shift carried what it left in the last frame.
+    // the shift carried what it left in the last frame; views drawn before
+    // the floor are hidden there, then as now.
     const Rect inner = points(move.inner);
+    const std::size_t floorNow = move.floor ? next_.at(move.floor).first : 0;
+    const std::size_t floorBefore = move.floor ? tracker_.records_.at(move.floor).first : 0;
     for (const auto& [view, record] : next_) {
-      if (apart(record, now)) damage(intersect(record.look.area, inner));
+      if (record.first >= floorNow && apart(record, now)) damage(intersect(record.look.area, inner));
     }
     for (const auto& [view, record] : tracker_.records_) {
-      if (apart(record, before)) damage(moved(intersect(record.look.area, inner), move.delta));
+      if (record.first >= floorBefore && apart(record, before)) {
+        damage(moved(intersect(record.look.area, inner), move.delta));
+      }
     }
     for (const auto& o : overlays_) damage(intersect(o.area, inner));
     for (const auto& o : tracker_.overlays_) damage(moved(intersect(o.area, inner), move.delta));

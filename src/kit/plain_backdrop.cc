@@ -66,4 +66,10 @@ bool drawsPlainOver(const View& view, Point origin, double scale, const Rect& ar
   return !inksOver(view, origin, scale, area);
 }
 
+bool coversOpaquely(const View& view, Point origin, const Rect& area) {
+  auto background = view.backgroundColor();
+  return background && background->alpha >= 1 &&
+         insideRounded(Rect(origin, view.bounds().size), 0, view.layer().cornerRadius, area);
+}
+
 }  // namespace qdx::kit

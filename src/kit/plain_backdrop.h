@@ -20,4 +20,9 @@ class View;
 // children, which move).
 bool drawsPlainOver(const View& view, Point origin, double scale, const Rect& area);
 
+// True when view's own background, drawn at origin, paints every pixel of
+// area (root points) fully opaque, hiding whatever was drawn before it
+// there (when nothing above it blends it with what lies below).
+bool coversOpaquely(const View& view, Point origin, const Rect& area);
+
 }  // namespace qdx::kit

@@ -95,11 +95,38 @@ TEST_F(ScrollDamage, AWholePixelScrollMovesTheContentAndRepaintsTheBandAndWhatOv
   EXPECT_TRUE(covered(damage.dirty, {42, 70, 8, 8}));
   EXPECT_LT(dirtyArea(damage.dirty), 240 * 160 / 4);
 
+  // An opaque background of the strip's own hides the view under it: only
+  // the band and the badge are repainted.
+  strip_->setBackgroundColor(Color::white());
+  collect();
+  strip_->setContentOffset({6, 2});
+  damage = collect();
+  ASSERT_EQ(damage.shifts.size(), 1u);
+  EXPECT_FALSE(covered(damage.dirty, {50, 70, 8, 8}));
+  EXPECT_TRUE(covered(damage.dirty, {198, 100, 20, 20}));
+
   // Half a pixel cannot be moved: the strip is repainted whole.
   strip_->setContentOffset({5.25, 2});
   damage = collect();
   EXPECT_TRUE(damage.shifts.empty());
   EXPECT_TRUE(covered(damage.dirty, {40, 60, 240, 160}));
+}
+
+// A clip off the pixel grid has edge pixels that mix the moving content
+// with what stays: they are repainted, and only the pixels wholly inside
+// are moved.
+TEST_F(ScrollDamage, TheEdgePixelsOfAClipOffThePixelGridAreRepainted) {
+  strip_->setFrame(Rect(20.3, 30.2, 120, 80));  // pixels 40.6 to 280.6, 60.4 to 220.4
+  collect();
+  strip_->setContentOffset({3, 0});
+  Damage damage = collect();
+  ASSERT_EQ(damage.shifts.size(), 1u);
+  EXPECT_EQ(damage.shifts[0], (PixelShift{{41, 61, 233, 159}, -6, 0}));
+  EXPECT_TRUE(covered(damage.dirty, {40, 60, 1, 161}));
+  EXPECT_TRUE(covered(damage.dirty, {280, 60, 1, 161}));
+  EXPECT_TRUE(covered(damage.dirty, {40, 60, 241, 1}));
+  EXPECT_TRUE(covered(damage.dirty, {40, 220, 241, 1}));
+  EXPECT_TRUE(covered(damage.dirty, {274, 61, 6, 159}));  // the uncovered band
 }
 
 TEST_F(ScrollDamage, WhatStaysUnderOrAroundTheContentOrAChangeInsideItRepaintsTheStripWhole) {

@@ -144,12 +144,15 @@ TEST_F(SurfaceTest, IncrementalDrawsEqualFullDrawsThroughRandomChanges) {
     auto uniform = [&](double lo, double hi) { return std::uniform_real_distribution<double>(lo, hi)(rng); };
     auto pick = [&](std::size_t n) { return std::uniform_int_distribution<std::size_t>(0, n - 1)(rng); };
     auto pixels = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng) / 2.0; };
-    auto color = [&] { return Color::rgba(uniform(0, 1), uniform(0, 1), uniform(0, 1), uniform(0.3, 1)); };
+    // Opaque half the time: an opaque background hides what lies under it.
+    auto color = [&] {
+      double alpha = uniform(0, 1) < 0.5 ? 1 : uniform(0.3, 1);
+      return Color::rgba(uniform(0, 1), uniform(0, 1), uniform(0, 1), alpha);
+    };
     auto frameIn = [&] { return Rect(uniform(-20, 180), uniform(-20, 130), uniform(2, 90), uniform(2, 70)); };
 
     window_ = std::make_shared<Window>(Rect(0, 0, 200, 150));
-    // Off the pixel grid: the clip's edge pixels are partly covered.
-    auto scroll = std::make_shared<ScrollView>(Rect(20.3, 30.2, 120, 80));
+    auto scroll = std::make_shared<ScrollView>(Rect(20, 30, 120, 80));
     scroll->setContentSize({480, 80});
     scroll->setPagingEnabled(true);
     window_->addSubview(scroll);
@@ -207,6 +210,7 @@ TEST_F(SurfaceTest, IncrementalDrawsEqualFullDrawsThroughRandomChanges) {
           scroll->layer().borderWidth = step % 3 ? 0 : 2;
           break;
         case 18: v->addSubview(scroll); break;  // a new ancestor (refused inside its own content)
+        case 19: scroll->setAlpha(step % 2 ? uniform(0.4, 0.9) : 1); break;  // blends with what lies under it
       }
     };
     for (; step < 40; ++step) {
@@ -221,7 +225,7 @@ TEST_F(SurfaceTest, IncrementalDrawsEqualFullDrawsThroughRandomChanges) {
         change(11, any);
         change(pick(11), inside.empty() ? any : inside[pick(inside.size())]);
       } else {
-        change(pick(19), any);
+        change(pick(20), any);
       }
       auto damage = mirror.collect(*window_, 2, 400, 300);
       if (!damage.shifts.empty()) ++shiftedSteps;
