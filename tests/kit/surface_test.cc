@@ -237,6 +237,29 @@ TEST_F(SurfaceTest, IncrementalDrawsEqualFullDrawsThroughRandomChanges) {
   EXPECT_GE(shiftedSteps, 20);
 }
 
+// A repaint of a small area blurs only the part of a shadow it shows: the
+// pixels must still be those of a blur of the whole.
+TEST_F(SurfaceTest, RepaintsThatCutThroughAShadowMatchAFullDraw) {
+  auto card = box(Rect(40, 30, 80, 60), Color::white());
+  card->layer().shadowOpacity = 0.8;
+  card->layer().shadowRadius = 10;
+  card->layer().shadowOffset = {4, 6};
+  window_->addSubview(card);
+  auto spot = box(Rect(0, 0, 6, 6), kRed);
+  window_->addSubview(spot);
+  Surface surface(window_, 2);
+  FrameBuffer frame(400, 300, 1600);
+  surface.draw(frame.data(), frame.stride);
+  // Across the card's edges and corners, and out in the shadow's fringe.
+  for (Rect at : {Rect(116, 86, 8, 8), Rect(36.5, 50, 6, 6), Rect(70, 93, 5, 3), Rect(125, 40, 4, 30),
+                  Rect(38, 27, 4, 4)}) {
+    SCOPED_TRACE(at.x());
+    spot->setFrame(at);
+    surface.draw(frame.data(), frame.stride);
+    EXPECT_TRUE(frame.pixels() == fullDraw());
+  }
+}
+
 // --- Overlay ------------------------------------------------------------------
 
 TEST_F(SurfaceTest, ABannerOverATransparentRootLeavesEveryOtherPixelClear) {
