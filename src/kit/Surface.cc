@@ -52,6 +52,34 @@ void copyOut(const std::uint8_t* from, int fromStride, std::uint8_t* to, int toS
   }
 }
 
+// Applies shift to a bitmap of rows of stride bytes, four bytes a pixel:
+// row by row, in the order that reads each source row before it is
+// overwritten.
+void shiftPixels(std::uint8_t* data, int stride, const PixelShift& shift) {
+  const PixelRect& to = shift.to;
+  const std::size_t bytes = static_cast<std::size_t>(to.width) * 4;
+  auto moveRow = [&](int y) {
+    std::uint8_t* row = data + static_cast<std::size_t>(y) * stride + static_cast<std::size_t>(to.x) * 4;
+    const std::uint8_t* from =
+        data + static_cast<std::size_t>(y - shift.dy) * stride + static_cast<std::size_t>(to.x - shift.dx) * 4;
+    std::memmove(row, from, bytes);
+  };
+  if (shift.dy > 0) {
+    for (int y = to.y + to.height - 1; y >= to.y; --y) moveRow(y);
+  } else {
+    for (int y = to.y; y < to.y + to.height; ++y) moveRow(y);
+  }
+}
+
+// Whether shift reads and writes only inside a width x height bitmap.
+bool shiftFits(const PixelShift& shift, int width, int height) {
+  const PixelRect& to = shift.to;
+  auto inside = [&](int x, int y) {
+    return x >= 0 && y >= 0 && x + to.width <= width && y + to.height <= height;
+  };
+  return !to.empty() && inside(to.x, to.y) && inside(to.x - shift.dx, to.y - shift.dy);
+}
+
 }  // namespace
 
 // The buffer last drawn into: a draw into any other starts afresh.
@@ -114,10 +142,17 @@ std::vector<Rect> Surface::draw(std::uint8_t* pixels, int stride, PixelFormat fo
   }
   // Read the stamp first: a change made while drawing shows next time.
   const std::uint64_t stamp = display_stamp::current();
-  std::vector<PixelRect> dirty = damage_->collect(*window_, scale_, width, height);
+  Damage damage = damage_->collect(*window_, scale_, width, height);
   drawn_ = true;
   drawnStamp_ = stamp;
-  if (dirty.empty()) return {};
+  // A shift that would leave the bitmap is drawn instead.
+  std::erase_if(damage.shifts, [&](const PixelShift& shift) {
+    if (shiftFits(shift, width, height)) return false;
+    damage.dirty.push_back(shift.to);
+    return true;
+  });
+  if (damage.empty()) return {};
+  const std::vector<PixelRect>& dirty = damage.dirty;
 
   const bool direct = drawsDirectly(format, stride);
   cairo_surface_t* canvas;
@@ -138,6 +173,14 @@ std::vector<Rect> Surface::draw(std::uint8_t* pixels, int stride, PixelFormat fo
     cairo_surface_destroy(canvas);
     drawn_ = false;
     return {};
+  }
+  // Scrolled content moves first; the repaints then draw over it.
+  if (!damage.shifts.empty()) {
+    cairo_surface_flush(canvas);
+    std::uint8_t* data = cairo_image_surface_get_data(canvas);
+    const int dataStride = cairo_image_surface_get_stride(canvas);
+    for (const PixelShift& shift : damage.shifts) shiftPixels(data, dataStride, shift);
+    cairo_surface_mark_dirty(canvas);
   }
   cairo_t* cr = cairo_create(canvas);
   // One pass per rectangle: cairo composites exactly under a clip of one
@@ -161,12 +204,17 @@ std::vector<Rect> Surface::draw(std::uint8_t* pixels, int stride, PixelFormat fo
   if (!direct) {
     const std::uint8_t* from = cairo_image_surface_get_data(canvas);
     int fromStride = cairo_image_surface_get_stride(canvas);
+    for (const PixelShift& shift : damage.shifts) copyOut(from, fromStride, pixels, stride, format, shift.to);
     for (const PixelRect& r : dirty) copyOut(from, fromStride, pixels, stride, format, r);
   }
   cairo_surface_destroy(canvas);
 
+  // The moved pixels changed too: a host uploads them with the rest.
   std::vector<Rect> redrawn;
-  redrawn.reserve(dirty.size());
+  redrawn.reserve(damage.shifts.size() + dirty.size());
+  for (const PixelShift& shift : damage.shifts) {
+    redrawn.emplace_back(shift.to.x, shift.to.y, shift.to.width, shift.to.height);
+  }
   for (const PixelRect& r : dirty) redrawn.emplace_back(r.x, r.y, r.width, r.height);
   return redrawn;
 }

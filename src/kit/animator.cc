@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "kit/display_stamp.h"
+#include "kit/pixel_grid.h"
 #include "platform/env.h"
 #include "qdx/kit/ActivityIndicatorView.h"
 #include "qdx/kit/ScrollView.h"
@@ -165,7 +166,7 @@ void Animator::step() {
     ++it;
   }
   for (auto& [weak, offset] : moves) {
-    if (auto view = weak.lock()) view->setContentOffset(offset);
+    if (auto view = weak.lock()) view->setContentOffset(onPixelGrid(offset));
   }
   for (auto& settle : finished) {
     auto view = settle.view.lock();

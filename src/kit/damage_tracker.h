@@ -3,7 +3,13 @@
 // for every view drawn last time, where it was drawn and how (its place,
 // clip, alpha, stacking and content version), walks the scene again and
 // marks dirty the old and new areas of each view that differs, of each
-// view that went, and of each alert that came or went. Main thread only.
+// view that went, and of each alert that came or went.
+//
+// A scroll view that only scrolled, by whole pixels, over a plain
+// backdrop is not marked whole: its drawn pixels are moved instead (a
+// shift), and only the band the move uncovers, the clip's partly covered
+// edge pixels and whatever else overlaps it (in place, and where the move
+// carried it) are marked. Main thread only.
 #include <cstdint>
 #include <string>
 #include <unordered_map>
@@ -22,17 +28,37 @@ struct PixelRect {
   friend bool operator==(const PixelRect&, const PixelRect&) = default;
 };
 
+// Pixels to move inside the bitmap: every pixel of `to` takes the value of
+// the pixel dx, dy before it (to.x - dx, to.y - dy), all read before any is
+// written. The source lies inside the bitmap too.
+struct PixelShift {
+  PixelRect to;
+  int dx = 0, dy = 0;
+  friend bool operator==(const PixelShift&, const PixelShift&) = default;
+};
+
+// What a draw must do to bring the last frame up to date: the shifts
+// first, in order, then a repaint of each dirty rectangle.
+struct Damage {
+  std::vector<PixelShift> shifts;
+  std::vector<PixelRect> dirty;
+  bool empty() const { return shifts.empty() && dirty.empty(); }
+};
+
 class DamageTracker {
  public:
-  // Walks root (drawn at scale into width x height pixels) and returns the
-  // pixel areas that differ from the last call's, merged into a few
-  // rectangles inside the bitmap. After forget(), everything differs.
-  std::vector<PixelRect> collect(const View& root, double scale, int width, int height);
+  // Walks root (drawn at scale into width x height pixels) and returns
+  // what differs from the last call's frame: the dirty pixel areas merged
+  // into a few rectangles inside the bitmap, and the shifts that bring
+  // scrolled content to its new place. After forget(), everything is
+  // dirty and nothing shifts.
+  Damage collect(const View& root, double scale, int width, int height);
   // Forgets the last frame.
   void forget();
 
  private:
-  struct Record {
+  // How a view was drawn: what two frames compare.
+  struct Look {
     const View* parent;
     std::uint64_t version;
     Rect area;  // root points, clipped
@@ -46,7 +72,15 @@ class DamageTracker {
     // The nearest ancestor casting a shadow: its shadow takes the shape of
     // its children, so it changes with them.
     const View* shadowAbove;
-    bool operator==(const Record&) const = default;
+    bool operator==(const Look&) const = default;
+  };
+  struct Record {
+    Look look;
+    // The view's place in the walk: the count of views entered before it
+    // (first) and before its leave (last), so its descendants are the
+    // views with first in (first, last).
+    std::size_t first = 0;
+    std::size_t last = 0;
   };
   struct Overlay {
     Rect area;

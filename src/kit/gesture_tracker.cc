@@ -6,6 +6,7 @@
 #include <typeinfo>
 
 #include "kit/animator.h"
+#include "kit/pixel_grid.h"
 #include "kit/scene.h"
 #include "qdx/kit/Control.h"
 #include "qdx/kit/InputSimulator.h"
@@ -189,7 +190,7 @@ bool GestureTracker::move(Point point, double seconds) {
       offset.y = rubberBand(startOffset_.y + (start_.y - point.y), maxOffsetY(s), s.bounds().height(),
                             s.bounces());
     }
-    s.setContentOffset(offset);
+    s.setContentOffset(onPixelGrid(offset));
   }
   return true;
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "kit/animator.h"
@@ -127,10 +128,14 @@ class PaintVisitor : public SceneVisitor {
     if (!item.isRoot) cairo_translate(cr_, view.frame().x(), view.frame().y() + item.slideY);
     if (grouped(item)) cairo_push_group(cr_);
 
-    if (&view != bodyOnly_ && layer.shadowOpacity > 0 && layer.shadowColor.alpha > 0) {
+    // A view wholly outside the clip draws nothing (its children may still
+    // reach in): a surface repainting a thin band lays out no text and
+    // blurs no shadow far from it.
+    const bool inClip = meetsClip(visualExtent(view));
+    if (inClip && &view != bodyOnly_ && layer.shadowOpacity > 0 && layer.shadowColor.alpha > 0) {
       drawShadow(view);
     }
-    if (auto background = view.backgroundColor(); background && background->alpha > 0) {
+    if (auto background = view.backgroundColor(); inClip && background && background->alpha > 0) {
       painter_.roundedRect(local, layer.cornerRadius);
       painter_.setColor(*background);
       cairo_fill(cr_);
@@ -141,7 +146,7 @@ class PaintVisitor : public SceneVisitor {
       painter_.roundedRect(local, layer.cornerRadius);
       cairo_clip(cr_);
     }
-    view.drawContent(painter_);
+    if (inClip) view.drawContent(painter_);
     cairo_translate(cr_, -b.x(), -b.y());
   }
 
@@ -150,7 +155,7 @@ class PaintVisitor : public SceneVisitor {
     const Layer& layer = view.layer();
     Rect b = view.bounds();
     cairo_restore(cr_);
-    if (layer.borderWidth > 0 && layer.borderColor.alpha > 0) {
+    if (layer.borderWidth > 0 && layer.borderColor.alpha > 0 && meetsClip(visualExtent(view))) {
       double half = layer.borderWidth / 2;
       painter_.roundedRect(Rect(half, half, b.width() - layer.borderWidth, b.height() - layer.borderWidth),
                            std::max(0.0, layer.cornerRadius - half));
@@ -202,6 +207,13 @@ class PaintVisitor : public SceneVisitor {
  private:
   bool grouped(const SceneView& item) const { return item.alpha < 1 && item.view != bodyOnly_; }
 
+  // Whether area (in the current coordinates) meets the clip.
+  bool meetsClip(const Rect& area) const {
+    double x0 = 0, y0 = 0, x1 = 0, y1 = 0;
+    cairo_clip_extents(cr_, &x0, &y0, &x1, &y1);
+    return area.x() < x1 && area.y() < y1 && area.maxX() > x0 && area.maxY() > y0;
+  }
+
   // The shadow takes the shape of what the view shows: the alpha of its
   // body (rounded background, an image's transparent parts, children within
   // its bounds), offset and blurred by the shadow radius as a Gaussian of
@@ -222,6 +234,11 @@ class PaintVisitor : public SceneVisitor {
     const double ph = std::ceil((b.height() + 2 * margin) * scale);
     if (!(pw >= 1 && ph >= 1 && pw <= kMaxShadowSide && ph <= kMaxShadowSide)) return;
     const int width = static_cast<int>(pw), height = static_cast<int>(ph);
+    // A shadow wholly outside the clip changes no pixel: skip its blur.
+    if (!meetsClip(Rect(layer.shadowOffset.width - margin, layer.shadowOffset.height - margin, pw / scale,
+                        ph / scale))) {
+      return;
+    }
 
     cairo_surface_t* shape = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height);
     if (cairo_surface_status(shape) != CAIRO_STATUS_SUCCESS) {
@@ -238,23 +255,42 @@ class PaintVisitor : public SceneVisitor {
     cairo_surface_flush(shape);
 
     if (side > 1) {
-      // Only the alpha matters; the blur treats the four channels alike.
-      unsigned char* data = cairo_image_surface_get_data(shape);
-      const int stride = cairo_image_surface_get_stride(shape);
-      std::vector<std::uint32_t> pixels(static_cast<std::size_t>(width) * height), blurred;
-      for (int y = 0; y < height; ++y) {
-        const auto* row = reinterpret_cast<const std::uint32_t*>(data + static_cast<std::size_t>(y) * stride);
-        std::copy(row, row + width, pixels.begin() + static_cast<std::ptrdiff_t>(y) * width);
+      // Only the part of the shape the clip shows is blurred, with room for
+      // the passes to reach it: each spreads a wrong edge (side - 1) / 2
+      // pixels inwards, and the mask's sampling one more. The pixels shown
+      // come out as a blur of the whole would give them.
+      double clipX0 = 0, clipY0 = 0, clipX1 = 0, clipY1 = 0;
+      cairo_clip_extents(cr_, &clipX0, &clipY0, &clipX1, &clipY1);
+      const double shadowX = layer.shadowOffset.width - margin, shadowY = layer.shadowOffset.height - margin;
+      const double reach = kShadowBlurPasses * static_cast<double>((side - 1) / 2) + 2;
+      auto span = [&](double from, double to, double origin, int size) {
+        double lo = std::clamp(std::floor((from - origin) * scale) - reach, 0.0, static_cast<double>(size));
+        double hi = std::clamp(std::ceil((to - origin) * scale) + reach, lo, static_cast<double>(size));
+        return std::pair<int, int>(static_cast<int>(lo), static_cast<int>(hi));
+      };
+      const auto [x0, x1] = span(clipX0, clipX1, shadowX, width);
+      const auto [y0, y1] = span(clipY0, clipY1, shadowY, height);
+      const int cropWidth = x1 - x0, cropHeight = y1 - y0;
+      if (cropWidth > 0 && cropHeight > 0) {
+        // Only the alpha matters; the blur treats the four channels alike.
+        unsigned char* data = cairo_image_surface_get_data(shape);
+        const int stride = cairo_image_surface_get_stride(shape);
+        std::vector<std::uint32_t> pixels(static_cast<std::size_t>(cropWidth) * cropHeight), blurred;
+        for (int y = 0; y < cropHeight; ++y) {
+          const auto* row =
+              reinterpret_cast<const std::uint32_t*>(data + static_cast<std::size_t>(y0 + y) * stride) + x0;
+          std::copy(row, row + cropWidth, pixels.begin() + static_cast<std::ptrdiff_t>(y) * cropWidth);
+        }
+        for (int pass = 0; pass < kShadowBlurPasses; ++pass) {
+          if (boxConvolve8888(pixels, cropWidth, cropHeight, side, side, blurred) != kBoxConvolveNoError) break;
+          pixels.swap(blurred);
+        }
+        for (int y = 0; y < cropHeight; ++y) {
+          auto* row = reinterpret_cast<std::uint32_t*>(data + static_cast<std::size_t>(y0 + y) * stride) + x0;
+          std::copy_n(pixels.begin() + static_cast<std::ptrdiff_t>(y) * cropWidth, cropWidth, row);
+        }
+        cairo_surface_mark_dirty(shape);
       }
-      for (int pass = 0; pass < kShadowBlurPasses; ++pass) {
-        if (boxConvolve8888(pixels, width, height, side, side, blurred) != kBoxConvolveNoError) break;
-        pixels.swap(blurred);
-      }
-      for (int y = 0; y < height; ++y) {
-        auto* row = reinterpret_cast<std::uint32_t*>(data + static_cast<std::size_t>(y) * stride);
-        std::copy_n(pixels.begin() + static_cast<std::ptrdiff_t>(y) * width, width, row);
-      }
-      cairo_surface_mark_dirty(shape);
     }
 
     cairo_save(cr_);

@@ -158,6 +158,33 @@ TEST_F(Gestures, PastTheEndsTheContentResistsAndBouncesBack) {
   stepFrames(env_, 0.4);
 }
 
+// A mouse behind a letterbox gives fractions of a point, and so does the
+// ease-out; the content still moves by whole pixels of the 2x screen.
+TEST_F(Gestures, TheFingerAndTheSettleMoveTheContentByWholePixels) {
+  auto onGrid = [&] {
+    double pixels = strip_->contentOffset().x * 2;
+    return std::abs(pixels - std::round(pixels)) < 1e-9;
+  };
+  ASSERT_TRUE(surface_->pointerDown({300.3, 200}, env_.monotonicNow()));
+  for (int i = 1; i <= 20; ++i) {
+    env_.advanceMonotonic(1.0 / 60);
+    surface_->pointerMove({300.3 - 7.77 * i, 200}, env_.monotonicNow());
+    EXPECT_TRUE(onGrid()) << strip_->contentOffset().x;
+  }
+  EXPECT_NEAR(strip_->contentOffset().x, 155.4, 0.25);
+  surface_->pointerUp({300.3 - 7.77 * 20, 200}, env_.monotonicNow());
+  for (int i = 0; i < 24; ++i) {
+    stepFrames(env_, 1.0 / 60);
+    EXPECT_TRUE(onGrid()) << strip_->contentOffset().x;
+  }
+  EXPECT_DOUBLE_EQ(strip_->contentOffset().x, 320);  // the fling's page, exactly
+  // The rubber band's fractions too, before the first page.
+  strip_->setContentOffset({0, 0});
+  drag(20.1, 250.6, 0.5, /*release=*/false);
+  EXPECT_LT(strip_->contentOffset().x, 0);
+  EXPECT_TRUE(onGrid()) << strip_->contentOffset().x;
+}
+
 TEST_F(Gestures, AFingerOnSettlingContentStopsItAndIsNoTap) {
   auto card = Button::buttonWithType(ButtonTypeCustom);
   card->setFrame(Rect(0, 0, 1280, 270));

@@ -10,6 +10,7 @@
 #include <limits>
 #include <random>
 
+#include "kit/damage_tracker.h"
 #include "kit/surface_support.h"
 #include "qdx/kit/Kit.h"
 #include "platform/log_gate.h"
@@ -131,14 +132,23 @@ TEST_F(SurfaceTest, OnlyWhatChangedIsRedrawnAndNothingChangedDrawsNothing) {
 }
 
 // Random trees changed at random: after every change the incremental draw
-// equals a full draw of the same tree.
+// equals a full draw of the same tree. The scroll view scrolls often, by
+// whole pixels (its drawn content is moved, not drawn again) and by parts
+// of a pixel, under and over siblings that overlap it, so the moved
+// pixels are proven against full draws too.
 TEST_F(SurfaceTest, IncrementalDrawsEqualFullDrawsThroughRandomChanges) {
-  for (unsigned seed : {1u, 2u, 3u, 4u}) {
+  int shiftedSteps = 0;
+  for (unsigned seed : {1u, 2u, 3u, 4u, 5u, 6u}) {
     SCOPED_TRACE(seed);
     std::mt19937 rng(seed);
     auto uniform = [&](double lo, double hi) { return std::uniform_real_distribution<double>(lo, hi)(rng); };
     auto pick = [&](std::size_t n) { return std::uniform_int_distribution<std::size_t>(0, n - 1)(rng); };
-    auto color = [&] { return Color::rgba(uniform(0, 1), uniform(0, 1), uniform(0, 1), uniform(0.3, 1)); };
+    auto pixels = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng) / 2.0; };
+    // Opaque half the time: an opaque background hides what lies under it.
+    auto color = [&] {
+      double alpha = uniform(0, 1) < 0.5 ? 1 : uniform(0.3, 1);
+      return Color::rgba(uniform(0, 1), uniform(0, 1), uniform(0, 1), alpha);
+    };
     auto frameIn = [&] { return Rect(uniform(-20, 180), uniform(-20, 130), uniform(2, 90), uniform(2, 70)); };
 
     window_ = std::make_shared<Window>(Rect(0, 0, 200, 150));
@@ -157,13 +167,18 @@ TEST_F(SurfaceTest, IncrementalDrawsEqualFullDrawsThroughRandomChanges) {
     views[pick(views.size())]->addSubview(label);
     views.push_back(label);
 
+    // Half the seeds draw through the surface's own bitmap.
+    const PixelFormat format = seed % 2 ? PixelFormat::BGRA8Premultiplied : PixelFormat::RGBA8Premultiplied;
     Surface surface(window_, 2);
     FrameBuffer frame(400, 300, 1600);
-    surface.draw(frame.data(), frame.stride);
-    for (int step = 0; step < 30; ++step) {
-      auto& v = views[2 + pick(views.size() - 2)];
-      const std::size_t change = pick(11);
-      switch (change) {
+    surface.draw(frame.data(), frame.stride, format);
+    // Sees the same frames as the surface's own tracker: counts the moves.
+    DamageTracker mirror;
+    mirror.collect(*window_, 2, 400, 300);
+    int step = 0;
+    auto change = [&](std::size_t kind, std::shared_ptr<View> v) {
+      const Point at = scroll->contentOffset();
+      switch (kind) {
         case 0: v->setFrame(frameIn()); break;
         case 1: v->setAlpha(uniform(0, 1)); break;
         case 2: v->setHidden(!v->isHidden()); break;
@@ -184,10 +199,64 @@ TEST_F(SurfaceTest, IncrementalDrawsEqualFullDrawsThroughRandomChanges) {
           v->layer().cornerRadius = uniform(0, 10);
           break;
         case 10: v->setClipsToBounds(!v->clipsToBounds()); break;
+        case 11:
+        case 12:
+        case 13: scroll->setContentOffset({at.x + pixels(-30, 30), at.y + (step % 3 ? 0 : pixels(-8, 8))}); break;
+        case 14: scroll->setContentOffset({at.x + pixels(-30, 30) + 0.25, at.y}); break;  // half a pixel off
+        case 15: window_->insertSubview(v, pick(3)); break;  // under or over the scroll view
+        case 16: scroll->setBackgroundColor(step % 2 ? std::optional<Color>(color()) : std::nullopt); break;
+        case 17:  // what stays while the content moves: rounded corners, a border
+          scroll->layer().cornerRadius = step % 2 ? uniform(2, 12) : 0;
+          scroll->layer().borderWidth = step % 3 ? 0 : 2;
+          break;
+        case 18: v->addSubview(scroll); break;  // a new ancestor (refused inside its own content)
+        case 19: scroll->setAlpha(step % 2 ? uniform(0.4, 0.9) : 1); break;  // blends with what lies under it
       }
-      surface.draw(frame.data(), frame.stride);
-      ASSERT_TRUE(frame.pixels() == fullDraw()) << "after step " << step << ", change " << change;
+    };
+    for (; step < 40; ++step) {
+      auto any = views[2 + pick(views.size() - 2)];
+      if (step % 3 == 0) {
+        // Two changes in one frame: a scroll, and one to the tree, inside
+        // the scroll view when it holds anything.
+        std::vector<std::shared_ptr<View>> inside;
+        for (std::size_t i = 2; i < views.size(); ++i) {
+          if (views[i]->isDescendantOfView(scroll.get())) inside.push_back(views[i]);
+        }
+        change(11, any);
+        change(pick(11), inside.empty() ? any : inside[pick(inside.size())]);
+      } else {
+        change(pick(20), any);
+      }
+      auto damage = mirror.collect(*window_, 2, 400, 300);
+      if (!damage.shifts.empty()) ++shiftedSteps;
+      surface.draw(frame.data(), frame.stride, format);
+      ASSERT_TRUE(frame.pixels() == fullDraw(format)) << "after step " << step;
     }
+  }
+  // The moves were made, not all refused.
+  EXPECT_GE(shiftedSteps, 20);
+}
+
+// A repaint of a small area blurs only the part of a shadow it shows: the
+// pixels must still be those of a blur of the whole.
+TEST_F(SurfaceTest, RepaintsThatCutThroughAShadowMatchAFullDraw) {
+  auto card = box(Rect(40, 30, 80, 60), Color::white());
+  card->layer().shadowOpacity = 0.8;
+  card->layer().shadowRadius = 10;
+  card->layer().shadowOffset = {4, 6};
+  window_->addSubview(card);
+  auto spot = box(Rect(0, 0, 6, 6), kRed);
+  window_->addSubview(spot);
+  Surface surface(window_, 2);
+  FrameBuffer frame(400, 300, 1600);
+  surface.draw(frame.data(), frame.stride);
+  // Across the card's edges and corners, and out in the shadow's fringe.
+  for (Rect at : {Rect(116, 86, 8, 8), Rect(36.5, 50, 6, 6), Rect(70, 93, 5, 3), Rect(125, 40, 4, 30),
+                  Rect(38, 27, 4, 4)}) {
+    SCOPED_TRACE(at.x());
+    spot->setFrame(at);
+    surface.draw(frame.data(), frame.stride);
+    EXPECT_TRUE(frame.pixels() == fullDraw());
   }
 }
 

@@ -48,10 +48,12 @@ class QDX_EXPORT Surface {
   // stride bytes, each starting with pixelWidth pixels in format. Where no
   // view draws, the pixels are transparent (0, 0, 0, 0), so a host can lay
   // the window over its own scene. Bytes past a row's pixels are never
-  // touched. Returns the rectangles redrawn, in pixels; empty when nothing
-  // changed. The first draw, and a draw into another buffer (another
-  // address, stride, format or size), redraws everything; otherwise the
-  // buffer must still hold what the last draw left there.
+  // touched. Returns the rectangles redrawn, in pixels (repainted, or
+  // moved there inside the buffer when a scroll view scrolled by whole
+  // pixels); empty when nothing changed. The first draw, and a draw into
+  // another buffer (another address, stride, format or size), redraws
+  // everything; otherwise the buffer must still hold what the last draw
+  // left there.
   // A null buffer, a stride smaller than a row or a surface of zero size
   // draws nothing, logs why and returns empty.
   std::vector<Rect> draw(std::uint8_t* pixels, int stride,
