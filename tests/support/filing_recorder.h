@@ -106,10 +106,12 @@ class FilingRecorderEnv : public EnvWrapper {
       if (key == keys::kReportEventList) noteRemovals(target_.get(key), value);
       target_.set(key, value);
       if (key != keys::kReportEventList && key != keys::kUseTimeEventList) return;
-      std::string lines;
+      // One write per value, with O_APPEND. A kill can still cut one short;
+      // the newline it starts with ends such a torn line, so the next
+      // process's notes start on a line of their own.
+      std::string lines = "\n";
       forEachStoredEvent(value, [&](const Json& event) { lines += canonicalEvent(event) + "\n"; });
-      // One write per value: with O_APPEND it lands whole.
-      if (fd_ >= 0 && !lines.empty()) {
+      if (fd_ >= 0 && lines.size() > 1) {
         ssize_t ignored = ::write(fd_, lines.data(), lines.size());
         (void)ignored;
       }
@@ -156,14 +158,14 @@ class FilingRecorderEnv : public EnvWrapper {
           if (!added && how == "changed otherwise") at->second = how;
         }
       }
-      std::string lines;
+      std::string lines = "\n";  // ends a line a kill cut short, as above
       for (const auto& [event, how] : gone) {
         Json note = Json::object();
         note["event"] = event;
         note["how"] = how;
         lines += note.dump() + "\n";
       }
-      if (!lines.empty()) {
+      if (lines.size() > 1) {
         ssize_t ignored = ::write(removalsFd_, lines.data(), lines.size());
         (void)ignored;
       }
@@ -189,7 +191,10 @@ class FilingNotes {
   // the two files (by default, to their ends).
   void update(std::size_t notesEnd = std::string::npos,
               std::size_t removalsEnd = std::string::npos) {
-    for (std::string& line : notes_.next(notesEnd)) filed_.insert(std::move(line));
+    for (std::string& line : notes_.next(notesEnd)) {
+      // A note a kill cut short is no event: skipped.
+      if (Json::parse(line, nullptr, false).is_object()) filed_.insert(std::move(line));
+    }
     for (const std::string& line : removalLines_.next(removalsEnd)) {
       const Json note = Json::parse(line, nullptr, false);
       if (!note.is_object()) continue;
