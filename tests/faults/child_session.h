@@ -94,7 +94,12 @@ class RecordingDelegate : public QDXADDelegate {
 class ChildHost {
  public:
   ChildHost(const std::string& root, const ReferenceServer& server)
-      : env_(root), recorder_(filedEventsPath(root), removedEventsPath(root)) {
+      : env_(root),
+        recorder_(filedEventsPath(root), removedEventsPath(root),
+                  [] {
+                    const auto session = QDXHttpRequestProxy::shareInstance().session_id();
+                    return session ? Json(*session) : Json();
+                  }) {
     server.configure(env_);
     env_.setMainScreen({375, 667, 2});
     env_.setBundleInfo("CFBundleShortVersionString", kHostVersion);

@@ -26,6 +26,7 @@
 #include "child_session.h"
 #include "support/child_process.h"
 #include "support/growing_lines.h"
+#include "platform/env_wrapper.h"
 
 namespace qdx::testing {
 namespace {
@@ -35,6 +36,20 @@ constexpr unsigned kDefaultSeed = 20261124;
 // A kill lands this long after the child has read the stores back: over
 // the start-up's resend and well into the filing loop.
 constexpr int kLatestKillMs = 700;
+
+// Each exchange of a child waits this long before it goes out, as on a
+// slow uplink: posts then stay queued long enough for a kill to find some,
+// which is where events get lost.
+constexpr auto kUplinkDelay = std::chrono::milliseconds(15);
+
+class SlowUplinkEnv : public EnvWrapper {
+ public:
+  SlowUplinkEnv() : EnvWrapper(Env::Default()) { Env::Install(this); }
+  HttpResponse performHttp(const HttpRequest& request) override {
+    std::this_thread::sleep_for(kUplinkDelay);
+    return EnvWrapper::performHttp(request);
+  }
+};
 
 unsigned seed() {
   const char* text = std::getenv("QDX_KILL_SEED");
@@ -83,6 +98,7 @@ class KillLoopTest : public ::testing::Test {
   // killed. With work false it stops after the read.
   int child(int run, bool work) {
     auto& host = *new ChildHost(root_, server_);  // the process ends with _exit or a kill
+    new SlowUplinkEnv();
     Json state = ChildHost::storeState();
     state["pending"] = Json::array();
     for (const std::string& e : storedEvents(state["local"][keys::kReportEventList])) {

@@ -9,15 +9,17 @@
 // was filed for certain (a kill between the two loses the note, never
 // invents one).
 //
-// Given a second path, it also notes every event that leaves the pending
-// list, and how: the whole list removed ("list cleared"), its one-event
-// group dropped ("one-event group deleted"), or anything else ("changed
-// otherwise"). An event lost to a kill can then be traced to the removal
+// Given a second path and a way to read the reporter's current session, it
+// also notes every event that leaves the pending list, and how: the whole
+// list removed ("list cleared"), its one-event group of the reporter's
+// current session dropped ("one-event group deleted"), or anything else
+// ("changed otherwise"). An event lost to a kill can then be traced to the removal
 // that made it unrecoverable. Those lines are written before the store
 // changes, so a removal that happened is always noted.
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <functional>
 #include <map>
 #include <mutex>
 #include <set>
@@ -71,9 +73,13 @@ class FilingRecorderEnv : public EnvWrapper {
  public:
   // Wraps and replaces the Env installed now; notes filed events in
   // notesPath (appended to: a restarted process adds to an earlier one's).
-  // With removalsPath, also notes in it each event leaving the pending list.
-  explicit FilingRecorderEnv(const std::string& notesPath, const std::string& removalsPath = "")
-      : EnvWrapper(Env::Default()), store_(EnvWrapper::localStore(), notesPath, removalsPath) {
+  // With removalsPath, also notes in it each event leaving the pending
+  // list; currentSession reads the reporter's session id as it is then.
+  using SessionReader = std::function<Json()>;
+  explicit FilingRecorderEnv(const std::string& notesPath, const std::string& removalsPath = "",
+                             SessionReader currentSession = nullptr)
+      : EnvWrapper(Env::Default()),
+        store_(EnvWrapper::localStore(), notesPath, removalsPath, std::move(currentSession)) {
     Env::Install(this);
   }
   ~FilingRecorderEnv() override {
@@ -91,8 +97,9 @@ class FilingRecorderEnv : public EnvWrapper {
   class RecordingStore : public KeyValueBackend {
    public:
     RecordingStore(KeyValueBackend& target, const std::string& notesPath,
-                   const std::string& removalsPath)
+                   const std::string& removalsPath, SessionReader currentSession)
         : target_(target),
+          currentSession_(std::move(currentSession)),
           fd_(openForAppend(notesPath)),
           removalsFd_(removalsPath.empty() ? -1 : openForAppend(removalsPath)) {}
     ~RecordingStore() override {
@@ -132,6 +139,7 @@ class FilingRecorderEnv : public EnvWrapper {
     // null: the list removed).
     void noteRemovals(const Json& before, const Json& after) {
       if (removalsFd_ < 0 || !before.is_array()) return;
+      const Json session = currentSession_ ? currentSession_() : Json();
       std::set<std::string> kept;
       std::set<std::string> keptGroups;
       if (after.is_array()) {
@@ -150,7 +158,8 @@ class FilingRecorderEnv : public EnvWrapper {
           std::string how = "changed otherwise";
           if (after.is_null()) {
             how = "list cleared";
-          } else if (groupDropped && events.size() == 1) {
+          } else if (groupDropped && events.size() == 1 && !session.is_null() &&
+                     json::member(parsed, "id") == session) {
             how = "one-event group deleted";
           }
           // An event in several groups is noted by its worst departure.
@@ -172,6 +181,7 @@ class FilingRecorderEnv : public EnvWrapper {
     }
 
     KeyValueBackend& target_;
+    SessionReader currentSession_;
     int fd_;
     int removalsFd_;
     std::mutex mutex_;
