@@ -20,6 +20,7 @@ packages=(
   chromium
   libsdl2-dev
   xvfb xdotool x11-apps imagemagick
+  abigail-tools python3
 )
 
 # Only the benchmarks compare against OpenCV's box filter: `make bench`

@@ -536,7 +536,9 @@ TEST_F(BannerFlowTest, IdsTravelAsTheServerGaveThem) {
   ASSERT_TRUE(session.is_string()) << "the request's session link";
   for (const Json& entry : server_.entriesFor("report_event")) {
     const Json& list = entry["body"]["event_list"];
-    if (list.back()["sub_type"] != kRequestEvent) EXPECT_EQ(entry["body"]["id"], session);
+    if (list.back()["sub_type"] != kRequestEvent) {
+      EXPECT_EQ(entry["body"]["id"], session);
+    }
   }
 }
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "common/json.h"
+#include "common/json_access.h"
 #include "sdk/QDXUserDefaults.h"
 #include "support/reference_server.h"
 
@@ -26,8 +27,8 @@ inline void storeHostIdentity() {
 inline std::vector<Json> journaledEvents(const ReferenceServer& server, int subType) {
   std::vector<Json> found;
   for (const Json& entry : server.entriesFor("report_event")) {
-    const Json& list = entry["body"]["event_list"];
-    if (list.is_array() && !list.empty() && list.back()["sub_type"] == subType) {
+    const Json& list = json::member(json::member(entry, "body"), "event_list");
+    if (list.is_array() && !list.empty() && json::member(list.back(), "sub_type") == subType) {
       found.push_back(list.back());
     }
   }

@@ -12,6 +12,7 @@ ReferenceServer::ReferenceServer(Options options) {
   launch.faults = std::move(options.faults);
   launch.catalog = options.catalog;
   launch.untrustedCertificate = options.untrustedCertificate;
+  launch.noControl = options.noControl;
   std::string error;
   process_ = ServerProcess::start(launch, error);
   if (!process_) {

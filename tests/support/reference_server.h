@@ -28,6 +28,9 @@ class ReferenceServer {
     int catalog = 5;
     // Serve a self-signed certificate that the client does not trust.
     bool untrustedCertificate = false;
+    // Offer no /__control/ endpoints, like a server the client does not
+    // know (the test still reads the journal file).
+    bool noControl = false;
   };
 
   // Starts the server and waits until it listens; check running().

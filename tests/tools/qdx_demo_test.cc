@@ -143,6 +143,41 @@ TEST(QdxDemoTest, AFailedCheckFailsTheRunAndShowsInTheGallery) {
   EXPECT_FALSE(server.entriesFor("get_recommend_list").empty()) << "the given server was used";
 }
 
+// A server that shows no journal (not the reference server, as the demo
+// sees it): the host-side checks still count, each step says its
+// server-side checks were not made, and no start waits for a journal.
+TEST(QdxDemoTest, AnotherServerLeavesServerSideChecksUncheckedAndNoStepWaitsOnAJournal) {
+  TestEnv env;
+  ReferenceServer::Options hidden;
+  hidden.noControl = true;
+  ReferenceServer server(hidden);
+  ASSERT_TRUE(server.running());
+  const std::string out = env.tempRoot() + "/gallery";
+  const DemoRun run = runDemo(env.tempRoot(), "--no-server --out " + out,
+                              "QDX_CONNECT_TO=" + server.connectTo() +
+                                  " QDX_CA_FILE=" + QDX_TEST_CA_FILE);
+  EXPECT_EQ(run.exitCode, 0) << run.output;
+  EXPECT_TRUE(contains(run.output, "server: as QDX_CONNECT_TO says")) << run.output;
+  EXPECT_TRUE(contains(run.output, "server-side checks: not checked: another server")) << run.output;
+  EXPECT_TRUE(contains(run.output, "requests unseen")) << run.output;
+  const std::string html = readFile(out + "/index.html");
+  EXPECT_TRUE(contains(html, "not checked: another server")) << "in the gallery";
+  EXPECT_TRUE(contains(html, "none: another server, whose journal the demo cannot see"));
+  // The own server's start waits up to 15 s for its journal; none here.
+  std::istringstream lines(run.output);
+  std::string line;
+  const std::regex step("^ok .* ([0-9.]+) s ");
+  std::size_t steps = 0;
+  while (std::getline(lines, line)) {
+    std::smatch took;
+    if (!std::regex_search(line, took, step)) continue;
+    ++steps;
+    EXPECT_LT(std::stod(took[1]), 15.0) << line;
+  }
+  EXPECT_GE(steps, 10u) << run.output;
+  EXPECT_FALSE(server.entriesFor("report_event").empty()) << "the given server was used";
+}
+
 TEST(QdxDemoTest, BadOptionsExitWithUsage) {
   TestEnv env;
   for (const char* args : {"--app-id 12x", "--run-seconds -1", "--channel", "--bogus", "--out"}) {

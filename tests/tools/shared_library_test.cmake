@@ -1,43 +1,73 @@
-# cmake -P script: builds qdx as a shared library (-DQDX_BUILD_SHARED=ON)
-# from SOURCE_DIR in WORK_DIR, installs it, builds the example host app
-# against it and runs it offline, and checks the library's dynamic symbols:
-# the public API is exported, internals are not.
+# cmake -P script: checks the shared library the fixture installed in
+# PREFIX: its dynamic symbols (the public C++ API and every C entry point
+# are exported, internals are not), and that a C++ host and a C host build
+# against it and run offline.
 set(TEST_NAME "shared library test")
 include(${CMAKE_CURRENT_LIST_DIR}/script_steps.cmake)
-begin_test(SOURCE_DIR EXAMPLE_DIR WORK_DIR CXX NM)
-set(prefix ${WORK_DIR}/prefix)
+begin_test(PREFIX HEADER EXAMPLE_DIR C_EXAMPLE_DIR WORK_DIR CXX CC NM)
 
-step("configure" ${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/build -G Ninja
-     -DCMAKE_BUILD_TYPE=Release -DQDX_BUILD_SHARED=ON -DQDX_BUILD_TESTS=OFF
-     -DQDX_BUILD_TOOLS=OFF -DCMAKE_CXX_COMPILER=${CXX})
-step("build" ${CMAKE_COMMAND} --build ${WORK_DIR}/build)
-step("install" ${CMAKE_COMMAND} --install ${WORK_DIR}/build --prefix ${prefix})
-
-file(GLOB library ${prefix}/lib/libqdx.so)
-if(NOT library)
-  message(FATAL_ERROR "shared library test: no libqdx.so was installed")
+set(library ${PREFIX}/lib/libqdx.so)
+if(NOT EXISTS ${library})
+  message(FATAL_ERROR "shared library test: ${library} is missing: run the fixture "
+                      "packaging.BuildSharedLibrary first")
 endif()
 step("list the exported symbols" ${NM} -D -C --defined-only ${library})
+set(exported "${step_output}")
 foreach(public "qdx::QDXAD::initWithChannel" "qdx::PosixPlatform::setHomeDirectory"
                "qdx::RunLoop::main" "qdx::kit::writePng" "qdx::kit::tapView"
-               "qdx::QDXAdLoader::loadAdWithType")
-  string(FIND "${step_output}" "${public}" at)
+               "qdx::QDXAdLoader::loadAdWithType" "qdx::kit::Surface::draw")
+  string(FIND "${exported}" "${public}" at)
   if(at EQUAL -1)
     message(FATAL_ERROR "shared library test: ${public} is not exported")
   endif()
 endforeach()
-foreach(internal "qdx::QDXHttpClient" "qdx::QDXEncryptUtil" "qdx::PosixEnv" "qdx::QDXADManager")
-  string(FIND "${step_output}" "${internal}" at)
+foreach(internal "qdx::QDXHttpClient" "qdx::QDXEncryptUtil" "qdx::PosixEnv" "qdx::QDXADManager"
+                 "qdx::capi::")
+  string(FIND "${exported}" "${internal}" at)
   if(NOT at EQUAL -1)
     message(FATAL_ERROR "shared library test: the internal ${internal} is exported")
   endif()
 endforeach()
 
+# Every function the C header declares is exported under its own name, and
+# the library exports no other qdx_ symbol.
+file(STRINGS ${HEADER} declarations REGEX "^QDX_EXPORT ")
+set(declared "")
+foreach(line IN LISTS declarations)
+  if(line MATCHES "[ *](qdx_[a-z_0-9]+)\\(")
+    list(APPEND declared ${CMAKE_MATCH_1})
+  endif()
+endforeach()
+list(LENGTH declared count)
+if(count LESS 30)
+  message(FATAL_ERROR "shared library test: found only ${count} functions in ${HEADER}")
+endif()
+string(REGEX MATCHALL " T qdx_[a-z_0-9]+" defined "${exported}")
+list(TRANSFORM defined REPLACE " T " "")
+foreach(name IN LISTS declared)
+  if(NOT name IN_LIST defined)
+    message(FATAL_ERROR "shared library test: the C function ${name} is not exported")
+  endif()
+endforeach()
+foreach(name IN LISTS defined)
+  if(NOT name IN_LIST declared)
+    message(FATAL_ERROR "shared library test: ${name} is exported but not declared in qdx.h")
+  endif()
+endforeach()
+
 step("configure the host app" ${CMAKE_COMMAND} -S ${EXAMPLE_DIR} -B ${WORK_DIR}/host -G Ninja
-     -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_CXX_COMPILER=${CXX})
+     -DCMAKE_PREFIX_PATH=${PREFIX} -DCMAKE_CXX_COMPILER=${CXX})
 step("build the host app" ${CMAKE_COMMAND} --build ${WORK_DIR}/host)
-step("run the host app" ${CMAKE_COMMAND} -E env QDX_NETWORK=0 LD_LIBRARY_PATH=${prefix}/lib
+step("run the host app" ${CMAKE_COMMAND} -E env QDX_NETWORK=0 LD_LIBRARY_PATH=${PREFIX}/lib
      ${WORK_DIR}/host/qdx-host-app ${WORK_DIR}/home)
 if(NOT step_output MATCHES "SDK started offline")
   message(FATAL_ERROR "shared library test: the host app did not start the SDK:\n${step_output}")
+endif()
+
+# A C host needs nothing but the library: no C++ runtime on its link line.
+step("build the C host" ${CC} -std=c11 -Wall -Wextra -Werror -pedantic ${C_EXAMPLE_DIR}/main.c
+     -I${PREFIX}/include -L${PREFIX}/lib -lqdx -o ${WORK_DIR}/c-host)
+step("run the C host" ${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${PREFIX}/lib ${WORK_DIR}/c-host --check)
+if(NOT step_output MATCHES "c-host: qdx [0-9.]+, ABI [0-9]+")
+  message(FATAL_ERROR "shared library test: the C host did not load the library:\n${step_output}")
 endif()

@@ -81,6 +81,10 @@ class StatusLine {
     label_->setTextColor(Color::white());
     label_->setTextAlignment(TextAlignmentCenter);
     label_->setText("SDK: starting");
+    label_->setUserInteractionEnabled(false);  // taps fall through to the ads below
+    // A dark band, so the line reads over the host's feed and the wall alike.
+    label_->setBackgroundColor(Color::rgba(0, 0, 0, 0.55));
+    label_->layer().cornerRadius = 4;
     raise();
   }
   void add(const std::string& word) {
@@ -94,6 +98,17 @@ class StatusLine {
   void raise() {
     label_->removeFromSuperview();
     window_->addSubview(label_);
+  }
+  // Keeps the line on top of what is presented (the recommend wall covers
+  // the window while it is up): moves it when the top screen changed, so a
+  // frame with no change moves nothing.
+  void follow() {
+    const auto top = window_->topPresentedViewController();
+    const bool presented = top && top != window_->rootViewController();
+    const std::shared_ptr<View> target = presented ? top->view() : window_;
+    if (label_->superview() == target) return;
+    label_->removeFromSuperview();
+    target->addSubview(label_);
   }
 
  private:
@@ -193,9 +208,10 @@ int runLiveWindow(const Options& options, const std::function<bool()>& startServ
             return true;
         }
       },
-      [&ready] {
+      [&ready, &status] {
         if (!ready) say("window ready");
         ready = true;
+        status.follow();
       });
   const sdl::FrameStats stats = host->stats();
   host.reset();

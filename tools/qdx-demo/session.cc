@@ -115,9 +115,13 @@ void Session::end() {
   current_.opened = from(app_.openedURLs(), openedStart_);
   current_.trace = capture_.linesBetween(traceStart_, capture_.mark());
   current_.seconds = monotonicSeconds() - startedAt_;
-  std::fprintf(capture_.console(), "%-4s %-44s %5.2f s  %zu requests, %zu delegate calls\n",
+  // Another server's requests are not seen: say so rather than "0".
+  const std::string requests = hasJournal()
+                                   ? std::to_string(current_.journal.size()) + " requests"
+                                   : "requests unseen";
+  std::fprintf(capture_.console(), "%-4s %-44s %5.2f s  %s, %zu delegate calls\n",
                current_.failures.empty() ? "ok" : "FAIL", current_.title.c_str(),
-               current_.seconds, current_.journal.size(), current_.heard.size());
+               current_.seconds, requests.c_str(), current_.heard.size());
   for (const std::string& failure : current_.failures) {
     std::fprintf(capture_.console(), "       check failed: %s\n", failure.c_str());
   }

@@ -161,8 +161,10 @@ bool AdServer::start(std::string& error) {
   };
   http_->Post("/qdx/(.+)", guarded(&AdServer::handlePost));
   http_->Get("/qdx/(.+)", guarded(&AdServer::handleGet));
-  http_->Get("/__control/(.+)", guarded(&AdServer::handleControl));
-  http_->Post("/__control/(.+)", guarded(&AdServer::handleControl));
+  if (!options_.noControl) {
+    http_->Get("/__control/(.+)", guarded(&AdServer::handleControl));
+    http_->Post("/__control/(.+)", guarded(&AdServer::handleControl));
+  }
 
   if (options_.port == 0) {
     port_ = http_->bind_to_any_port("127.0.0.1");

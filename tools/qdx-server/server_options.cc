@@ -32,7 +32,9 @@ std::string serverUsage() {
          "                  image paths (e.g. images/close120.png) take garbage,\n"
          "                  http, delay, drop and moved (a redirect to the image)\n"
          "  --cert, --key   TLS certificate and key for api.qdx.example\n"
-         "  --exit-with-parent  stop when the launching process ends\n";
+         "  --exit-with-parent  stop when the launching process ends\n"
+         "  --no-control    serve no /__control/ endpoints (no journal or faults over HTTP,\n"
+         "                  as with a production server)\n";
 }
 
 std::optional<ServerOptions> parseServerOptions(const std::vector<std::string>& args,
@@ -52,6 +54,10 @@ std::optional<ServerOptions> parseServerOptions(const std::vector<std::string>& 
     }
     if (flag == "--exit-with-parent") {
       options.exitWithParent = true;
+      continue;
+    }
+    if (flag == "--no-control") {
+      options.noControl = true;
       continue;
     }
     if (i + 1 >= args.size()) {

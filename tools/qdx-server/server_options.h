@@ -16,6 +16,9 @@ struct ServerOptions {
   std::string certPath;
   std::string keyPath;
   bool exitWithParent = false;               // for launchers: end with the parent
+  // Serve no /__control/ endpoints: a client cannot read the journal or set
+  // faults, as with a production server.
+  bool noControl = false;
   bool showHelp = false;
 };
 

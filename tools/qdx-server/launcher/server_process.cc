@@ -69,6 +69,7 @@ std::unique_ptr<ServerProcess> ServerProcess::start(const Options& options, std:
   if (options.untrustedCertificate) {
     args.insert(args.end(), {"--cert", QDX_TEST_UNTRUSTED_CERT, "--key", QDX_TEST_UNTRUSTED_KEY});
   }
+  if (options.noControl) args.push_back("--no-control");
   for (const std::string& fault : options.faults) {
     args.push_back("--fault");
     args.push_back(fault);

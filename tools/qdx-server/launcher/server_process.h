@@ -25,6 +25,9 @@ class ServerProcess {
     // Serve a self-signed certificate for the API host that no client
     // trusts, instead of the one the test CA signed.
     bool untrustedCertificate = false;
+    // Serve no /__control/ endpoints (the journal is still read from its
+    // file; setFault and clearFaults fail).
+    bool noControl = false;
     double startTimeoutSeconds = 20;
   };
 
