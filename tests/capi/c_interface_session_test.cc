@@ -144,11 +144,8 @@ TEST_F(CInterfaceSessionTest, ABottomBannerIsDrawnAndATapReachesTheHostAndTheSer
   EXPECT_EQ(qdx_overlay_pointer(overlay_, QDX_POINTER_DOWN, kWidth / 2, y, t), 1);
   EXPECT_EQ(qdx_overlay_pointer(overlay_, QDX_POINTER_UP, kWidth / 2, y, t + 0.05), 1);
   EXPECT_EQ(heard_.heardOnMain("clicked"), true) << "clicked comes inside the tap, on the main thread";
-  bool journaled = false;
-  for (const Json& event : testing::journaledEvents(server_, testing::kClickEvent)) {
-    journaled = journaled || json::member(event, "adtype") == 1;
-  }
-  EXPECT_TRUE(journaled) << "the click is reported before the tap returns";
+  EXPECT_TRUE(testing::journalHolds(server_, testing::kClickEvent, 1))
+      << "the click is reported before the tap returns";
   EXPECT_FALSE(env_.openedURLs().empty()) << "the store link was opened";
 }
 
@@ -173,10 +170,7 @@ TEST_F(CInterfaceSessionTest, TheWallIsPresentedOverTheOverlayAndPagesByDrag) {
   RunLoop::main().runFor(0.3);
   bool secondPageShown = false;
   for (int attempt = 0; attempt < 100 && !secondPageShown; ++attempt) {
-    for (const Json& event : testing::journaledEvents(server_, testing::kShowEvent)) {
-      secondPageShown = secondPageShown || (json::member(event, "adtype") == 4 &&
-                                            json::member(event, "to_appid") == "20002");
-    }
+    secondPageShown = testing::journalHolds(server_, testing::kShowEvent, 4, "20002");
     if (!secondPageShown) RunLoop::main().runFor(0.1);
   }
   EXPECT_TRUE(secondPageShown) << "no show event for the wall's second app";

@@ -1,6 +1,7 @@
 #pragma once
 // What the ad tests share: the host identity every envelope needs, and
 // the event reports the reference server journaled, by kind.
+#include <string>
 #include <vector>
 
 #include "common/json.h"
@@ -33,6 +34,17 @@ inline std::vector<Json> journaledEvents(const ReferenceServer& server, int subT
     }
   }
   return found;
+}
+
+// True when the journal holds an event report of kind subType for ad type
+// adType and, when toAppId is not empty, for that app.
+inline bool journalHolds(const ReferenceServer& server, int subType, int adType,
+                         const std::string& toAppId = "") {
+  for (const Json& event : journaledEvents(server, subType)) {
+    if (json::member(event, "adtype") != adType) continue;
+    if (toAppId.empty() || json::member(event, "to_appid") == toAppId) return true;
+  }
+  return false;
 }
 
 }  // namespace qdx::testing

@@ -1,15 +1,18 @@
 # cmake -P script: proves the ABI check on a small library of qdx_
-# functions, built three ways by CC with debug information: a baseline is
-# recorded from the first; an added function passes; a changed parameter
-# fails at the same QDX_ABI_VERSION and passes once the version goes up.
+# functions, built several ways by CC with debug information: a baseline is
+# recorded from the first; an added function passes; a changed parameter or
+# a grown struct fails at the same QDX_ABI_VERSION, and passes once the
+# version goes up.
 set(TEST_NAME "ABI check fixture")
 include(${CMAKE_CURRENT_LIST_DIR}/script_steps.cmake)
 begin_test(CHECK WORK_DIR CC ABIDW ABIDIFF)
 
-# Writes WORK_DIR/<name>/include/qdx.h (with version) and the library.
-function(build_library name version declarations)
+# Writes WORK_DIR/<name>/include/qdx.h (with version, a struct of fields,
+# e.g. "int width, height", and the declarations) and the library.
+function(build_library name version fields declarations)
   set(dir ${WORK_DIR}/${name})
-  file(WRITE ${dir}/include/qdx.h "#define QDX_ABI_VERSION ${version}\n${declarations};\n")
+  file(WRITE ${dir}/include/qdx.h "#define QDX_ABI_VERSION ${version}\n"
+             "typedef struct qdx_area { ${fields}; } qdx_area;\n${declarations};\n")
   string(REGEX REPLACE ";" " { return 0; }\n" definitions "${declarations}")
   file(WRITE ${dir}/lib.c "#include \"qdx.h\"\n${definitions} { return 0; }\n")
   step("build ${name}" ${CC} -g -O0 -shared -fPIC -I${dir}/include ${dir}/lib.c
@@ -35,15 +38,19 @@ function(run_check name expect)
 endfunction()
 
 file(MAKE_DIRECTORY ${WORK_DIR}/baselines)
-build_library(original 1 "int qdx_open(int size);int qdx_close(void)")
+set(fields "int width, height")
+set(original_functions "int qdx_open(int size);int qdx_close(void);int qdx_fill(qdx_area* area)")
+build_library(original 1 "${fields}" "${original_functions}")
 run_check(original pass -DRECORD=ON)
 run_check(original pass)
-build_library(added 1 "int qdx_open(int size);int qdx_close(void);int qdx_flush(void)")
+build_library(added 1 "${fields}" "${original_functions};int qdx_flush(void)")
 run_check(added pass)
-build_library(changed 1 "int qdx_open(double size);int qdx_close(void)")
+build_library(changed 1 "${fields}" "int qdx_open(double size);int qdx_close(void);int qdx_fill(qdx_area* area)")
 run_check(changed fail)
 if(NOT check_output MATCHES "changed incompatibly since version 1")
   message(FATAL_ERROR "ABI check fixture: the failure does not say why:\n${check_output}")
 endif()
-build_library(raised 2 "int qdx_open(double size);int qdx_close(void)")
+build_library(grown 1 "int width, height, depth" "${original_functions}")
+run_check(grown fail)
+build_library(raised 2 "${fields}" "int qdx_open(double size);int qdx_close(void);int qdx_fill(qdx_area* area)")
 run_check(raised pass)

@@ -2,6 +2,7 @@
 # PREFIX: its dynamic symbols (the public C++ API and every C entry point
 # are exported, internals are not), and that a C++ host and a C host build
 # against it and run offline.
+cmake_minimum_required(VERSION 3.25)
 set(TEST_NAME "shared library test")
 include(${CMAKE_CURRENT_LIST_DIR}/script_steps.cmake)
 begin_test(PREFIX HEADER EXAMPLE_DIR C_EXAMPLE_DIR WORK_DIR CXX CC NM)

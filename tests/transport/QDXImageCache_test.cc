@@ -180,7 +180,9 @@ TEST_F(ImageCacheConcurrencyTest, AMemoryHitCompletesWhileAnotherThreadsDownload
   EXPECT_EQ(network.started(), 1);
   network.release();
   downloader.join();
-  if (completed) EXPECT_EQ(hit.get(), std::string(3, 'x'));
+  if (completed) {
+    EXPECT_EQ(hit.get(), std::string(3, 'x'));
+  }
   EXPECT_EQ(cache.getImageFromString("https://cdn.example/stalled.png"),
             "bytes of https://cdn.example/stalled.png");
 }

@@ -225,22 +225,11 @@ std::optional<Geometry> windowGeometry(const std::string& display, const std::st
   return Geometry{values["X"], values["Y"], values["WIDTH"], values["HEIGHT"]};
 }
 
-// True when the journal holds an event report of kind subType for ad type
-// adType (and, when given, the app toAppId).
-bool journalHolds(const ReferenceServer& server, int subType, int adType,
-                  const std::string& toAppId = "") {
-  for (const Json& event : testing::journaledEvents(server, subType)) {
-    if (json::member(event, "adtype") != adType) continue;
-    if (toAppId.empty() || json::member(event, "to_appid") == toAppId) return true;
-  }
-  return false;
-}
-
 bool waitForJournal(const ReferenceServer& server, int subType, int adType,
                     const std::string& toAppId, double seconds) {
   const auto deadline = Clock::now() + std::chrono::duration<double>(seconds);
   while (Clock::now() < deadline) {
-    if (journalHolds(server, subType, adType, toAppId)) return true;
+    if (testing::journalHolds(server, subType, adType, toAppId)) return true;
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
   }
   return false;
@@ -329,7 +318,7 @@ TEST(LiveWindowTest, BannerClickWallDragAndEscapeThroughARealXServer) {
   onDisplay(display, "xdotool windowfocus --sync " + windowId + " key Escape");
   EXPECT_EQ(demo.waitForExit(20), 0) << demo.transcript();
 
-  EXPECT_TRUE(journalHolds(server, testing::kClickEvent, 1)) << "the banner's click";
+  EXPECT_TRUE(testing::journalHolds(server, testing::kClickEvent, 1)) << "the banner's click";
 }
 
 }  // namespace
