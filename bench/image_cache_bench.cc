@@ -47,8 +47,14 @@ BENCHMARK(BM_Baseline_MemoryHit)->Unit(benchmark::kMicrosecond);
 
 void BM_MemoryHitWhileADownloadStalls(benchmark::State& state) {
   qdx::QDXImageCache& cache = *fixture().cache;
+  // The benchmark runs this function several times (to size the iteration
+  // count, then per repetition). Each run stalls on a URL the cache has
+  // never seen: a URL fetched by an earlier run is a memory hit and would
+  // start no download to wait for.
+  static int run = 0;
+  const std::string stalledURL = "https://cdn.example/stalled-" + std::to_string(++run) + ".png";
   auto network = std::make_unique<qdx::HeldDownloads>();
-  std::thread downloader([&] { cache.getImageFromString("https://cdn.example/stalled.png"); });
+  std::thread downloader([&] { cache.getImageFromString(stalledURL); });
   network->awaitStarted(1);
   for (auto _ : state) benchmark::DoNotOptimize(cache.getImageFromString(kKnownURL));
   network->release();

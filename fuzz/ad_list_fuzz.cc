@@ -93,7 +93,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     manager.tapAD(3);
   } else {
     qdx::QDXAdLoader loader;
-    loader.loadAdWithType(kind, 4, qdx::kit::Size(320, 50),
+    loader.loadAdWithType(kind, 4, qdx::kit::Size{320, 50},
                           [](const std::vector<std::shared_ptr<qdx::kit::View>>&) {});
   }
   qdx::fuzzing::FuzzEnv::drainMainQueue();

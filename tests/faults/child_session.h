@@ -35,8 +35,12 @@ namespace qdx::testing {
 inline constexpr const char kHostVersion[] = "1.0";
 inline constexpr std::int64_t kHostAppId = 10001;
 
-// Where a child notes the events it filed, in the shared root.
+// Where a child notes the events it filed, and the events that left the
+// pending list, in the shared root.
 inline std::string filedEventsPath(const std::string& root) { return root + "/filed-events.jsonl"; }
+inline std::string removedEventsPath(const std::string& root) {
+  return root + "/removed-events.jsonl";
+}
 
 inline void writeJsonFile(const std::string& path, const Json& value) {
   std::ofstream(path, std::ios::trunc) << value.dump(1);
@@ -90,7 +94,12 @@ class RecordingDelegate : public QDXADDelegate {
 class ChildHost {
  public:
   ChildHost(const std::string& root, const ReferenceServer& server)
-      : env_(root), recorder_(filedEventsPath(root)) {
+      : env_(root),
+        recorder_(filedEventsPath(root), removedEventsPath(root),
+                  [] {
+                    const auto session = QDXHttpRequestProxy::shareInstance().session_id();
+                    return session ? Json(*session) : Json();
+                  }) {
     server.configure(env_);
     env_.setMainScreen({375, 667, 2});
     env_.setBundleInfo("CFBundleShortVersionString", kHostVersion);

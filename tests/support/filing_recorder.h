@@ -8,18 +8,30 @@
 // The line is written after the store's set() returned, so an event noted
 // was filed for certain (a kill between the two loses the note, never
 // invents one).
+//
+// Given a second path and a way to read the reporter's current session, it
+// also notes every event that leaves the pending list, and how: the whole
+// list removed ("list cleared"), its one-event group of the reporter's
+// current session dropped ("one-event group deleted"), or anything else
+// ("changed otherwise"). An event lost to a kill can then be traced to the removal
+// that made it unrecoverable. Those lines are written before the store
+// changes, so a removal that happened is always noted.
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <fstream>
+#include <functional>
+#include <map>
+#include <mutex>
 #include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "common/json.h"
 #include "common/json_access.h"
 #include "platform/env_wrapper.h"
 #include "sdk/store_keys.h"
+#include "support/growing_lines.h"
 
 namespace qdx {
 
@@ -61,8 +73,13 @@ class FilingRecorderEnv : public EnvWrapper {
  public:
   // Wraps and replaces the Env installed now; notes filed events in
   // notesPath (appended to: a restarted process adds to an earlier one's).
-  explicit FilingRecorderEnv(const std::string& notesPath)
-      : EnvWrapper(Env::Default()), store_(EnvWrapper::localStore(), notesPath) {
+  // With removalsPath, also notes in it each event leaving the pending
+  // list; currentSession reads the reporter's session id as it is then.
+  using SessionReader = std::function<Json()>;
+  explicit FilingRecorderEnv(const std::string& notesPath, const std::string& removalsPath = "",
+                             SessionReader currentSession = nullptr)
+      : EnvWrapper(Env::Default()),
+        store_(EnvWrapper::localStore(), notesPath, removalsPath, std::move(currentSession)) {
     Env::Install(this);
   }
   ~FilingRecorderEnv() override {
@@ -74,46 +91,144 @@ class FilingRecorderEnv : public EnvWrapper {
   KeyValueBackend& localStore() override { return store_; }
 
   // Every event noted in notesPath so far, canonical (see canonicalEvent).
-  static std::set<std::string> notedEvents(const std::string& notesPath) {
-    std::set<std::string> events;
-    std::ifstream in(notesPath);
-    std::string line;
-    while (std::getline(in, line)) {
-      if (!line.empty()) events.insert(line);
-    }
-    return events;
-  }
+  static std::set<std::string> notedEvents(const std::string& notesPath);
 
- private:
+  private:
   class RecordingStore : public KeyValueBackend {
    public:
-    RecordingStore(KeyValueBackend& target, const std::string& notesPath)
+    RecordingStore(KeyValueBackend& target, const std::string& notesPath,
+                   const std::string& removalsPath, SessionReader currentSession)
         : target_(target),
-          fd_(::open(notesPath.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600)) {}
+          currentSession_(std::move(currentSession)),
+          fd_(openForAppend(notesPath)),
+          removalsFd_(removalsPath.empty() ? -1 : openForAppend(removalsPath)) {}
     ~RecordingStore() override {
       if (fd_ >= 0) ::close(fd_);
+      if (removalsFd_ >= 0) ::close(removalsFd_);
     }
     Json get(const std::string& key) override { return target_.get(key); }
     void set(const std::string& key, const Json& value) override {
+      // The comparison with the value replaced needs the two to be one step.
+      std::lock_guard<std::mutex> lock(mutex_);
+      if (key == keys::kReportEventList) noteRemovals(target_.get(key), value);
       target_.set(key, value);
       if (key != keys::kReportEventList && key != keys::kUseTimeEventList) return;
-      std::string lines;
+      // One write per value, with O_APPEND. A kill can still cut one short;
+      // the newline it starts with ends such a torn line, so the next
+      // process's notes start on a line of their own.
+      std::string lines = "\n";
       forEachStoredEvent(value, [&](const Json& event) { lines += canonicalEvent(event) + "\n"; });
-      // One write per value: with O_APPEND it lands whole.
-      if (fd_ >= 0 && !lines.empty()) {
+      if (fd_ >= 0 && lines.size() > 1) {
         ssize_t ignored = ::write(fd_, lines.data(), lines.size());
         (void)ignored;
       }
     }
-    void remove(const std::string& key) override { target_.remove(key); }
+    void remove(const std::string& key) override {
+      std::lock_guard<std::mutex> lock(mutex_);
+      if (key == keys::kReportEventList) noteRemovals(target_.get(key), Json());
+      target_.remove(key);
+    }
     std::vector<std::string> keys() override { return target_.keys(); }
 
    private:
+    static int openForAppend(const std::string& path) {
+      return ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    }
+
+    // Notes the events of the pending list before that after lacks (after
+    // null: the list removed).
+    void noteRemovals(const Json& before, const Json& after) {
+      if (removalsFd_ < 0 || !before.is_array()) return;
+      const Json session = currentSession_ ? currentSession_() : Json();
+      std::set<std::string> kept;
+      std::set<std::string> keptGroups;
+      if (after.is_array()) {
+        forEachStoredEvent(after, [&](const Json& event) { kept.insert(canonicalEvent(event)); });
+        for (const Json& group : after) keptGroups.insert(group.dump());
+      }
+      std::map<std::string, std::string> gone;  // event -> how
+      for (const Json& group : before) {
+        const Json parsed =
+            group.is_string() ? Json::parse(group.get<std::string>(), nullptr, false) : group;
+        std::vector<std::string> events;
+        forEachEventOfGroup(parsed, [&](const Json& event) { events.push_back(canonicalEvent(event)); });
+        const bool groupDropped = !keptGroups.count(group.dump());
+        for (const std::string& event : events) {
+          if (kept.count(event)) continue;
+          std::string how = "changed otherwise";
+          if (after.is_null()) {
+            how = "list cleared";
+          } else if (groupDropped && events.size() == 1 && !session.is_null() &&
+                     json::member(parsed, "id") == session) {
+            how = "one-event group deleted";
+          }
+          // An event in several groups is noted by its worst departure.
+          auto [at, added] = gone.emplace(event, how);
+          if (!added && how == "changed otherwise") at->second = how;
+        }
+      }
+      std::string lines = "\n";  // ends a line a kill cut short, as above
+      for (const auto& [event, how] : gone) {
+        Json note = Json::object();
+        note["event"] = event;
+        note["how"] = how;
+        lines += note.dump() + "\n";
+      }
+      if (lines.size() > 1) {
+        ssize_t ignored = ::write(removalsFd_, lines.data(), lines.size());
+        (void)ignored;
+      }
+    }
+
     KeyValueBackend& target_;
+    SessionReader currentSession_;
     int fd_;
+    int removalsFd_;
+    std::mutex mutex_;
   };
 
   RecordingStore store_;
 };
+
+// What the recorders of a run of processes noted, read as the files grow:
+// each update() reads only the lines added since the last.
+class FilingNotes {
+ public:
+  explicit FilingNotes(const std::string& notesPath, const std::string& removalsPath = "")
+      : notes_(notesPath), removalLines_(removalsPath) {}
+
+  // Reads what was added since the last update, up to the given lengths of
+  // the two files (by default, to their ends).
+  void update(std::size_t notesEnd = std::string::npos,
+              std::size_t removalsEnd = std::string::npos) {
+    for (std::string& line : notes_.next(notesEnd)) {
+      // A note a kill cut short is no event: skipped.
+      if (Json::parse(line, nullptr, false).is_object()) filed_.insert(std::move(line));
+    }
+    for (const std::string& line : removalLines_.next(removalsEnd)) {
+      const Json note = Json::parse(line, nullptr, false);
+      if (!note.is_object()) continue;
+      removals_[note.value("event", "")].insert(note.value("how", ""));
+    }
+  }
+
+  // Every event filed, canonical (see canonicalEvent).
+  const std::set<std::string>& filed() const { return filed_; }
+  // How each event left the pending list: canonical event -> every way it
+  // left ("list cleared", "one-event group deleted", "changed otherwise").
+  const std::map<std::string, std::set<std::string>>& removals() const { return removals_; }
+
+ private:
+  GrowingLines notes_;
+  GrowingLines removalLines_;
+  std::set<std::string> filed_;
+  std::map<std::string, std::set<std::string>> removals_;
+};
+
+inline std::set<std::string> FilingRecorderEnv::notedEvents(const std::string& notesPath) {
+  FilingNotes notes(notesPath);
+  notes.update();
+  return notes.filed();
+}
 
 }  // namespace qdx
