@@ -49,4 +49,10 @@ std::size_t DecodedImageMemo::bytesKept() {
   return bytesKept_;
 }
 
+void DecodedImageMemo::clear() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  entries_.clear();
+  bytesKept_ = 0;
+}
+
 }  // namespace qdx::kit

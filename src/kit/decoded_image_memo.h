@@ -39,6 +39,10 @@ class DecodedImageMemo {
   // What the kept images take now, in bytes.
   std::size_t bytesKept();
 
+  // Forgets every kept image (images handed out stay valid): memory
+  // pressure, or a benchmark that times first decodes again and again.
+  void clear();
+
  private:
   struct Entry {
     std::size_t hash;
