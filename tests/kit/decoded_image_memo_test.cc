@@ -34,6 +34,12 @@ TEST(DecodedImageMemo, SameBytesShareOneImageWhileOtherBytesDecodeAnew) {
   auto back = Image::imageWithData(cardBack);
   ASSERT_NE(back, nullptr);
   EXPECT_EQ(Image::imageWithData(cardBack), back);
+
+  // Cleared, the memo decodes anew; what it handed out stays usable.
+  DecodedImageMemo::shared().clear();
+  EXPECT_EQ(DecodedImageMemo::shared().bytesKept(), 0u);
+  EXPECT_NE(Image::imageWithData(red), first);
+  EXPECT_GT(first->colorAt(5, 5).red, 0.9);
 }
 
 // 100 x 100 pixels cost 40,000 bytes plus their PNG.
