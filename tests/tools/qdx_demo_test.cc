@@ -47,6 +47,14 @@ DemoRun runDemo(const std::string& root, const std::string& args, const std::str
   return {code, readFile(output)};
 }
 
+// Runs the demo pointed at server through QDX_CONNECT_TO, trusting the
+// test CA, as a developer points it at a server of their own.
+DemoRun runDemoAgainst(const ReferenceServer& server, const std::string& root,
+                       const std::string& args) {
+  return runDemo(root, args,
+                 "QDX_CONNECT_TO=" + server.connectTo() + " QDX_CA_FILE=" + QDX_TEST_CA_FILE);
+}
+
 std::size_t countLines(const std::string& text, const std::regex& pattern) {
   std::size_t n = 0;
   std::istringstream lines(text);
@@ -133,9 +141,7 @@ TEST(QdxDemoTest, AFailedCheckFailsTheRunAndShowsInTheGallery) {
   ReferenceServer server({.faults = {"reg_dev:garbage"}});
   ASSERT_TRUE(server.running());
   const std::string out = env.tempRoot() + "/gallery";
-  const DemoRun run = runDemo(env.tempRoot(), "--out " + out,
-                              "QDX_CONNECT_TO=" + server.connectTo() +
-                                  " QDX_CA_FILE=" + QDX_TEST_CA_FILE);
+  const DemoRun run = runDemoAgainst(server, env.tempRoot(), "--out " + out);
   EXPECT_EQ(run.exitCode, 1) << run.output;
   EXPECT_TRUE(contains(run.output, "server: as QDX_CONNECT_TO says")) << run.output;
   EXPECT_TRUE(contains(run.output, "check failed: the activation went out once")) << run.output;
@@ -153,9 +159,7 @@ TEST(QdxDemoTest, AnotherServerLeavesServerSideChecksUncheckedAndNoStepWaitsOnAJ
   ReferenceServer server(hidden);
   ASSERT_TRUE(server.running());
   const std::string out = env.tempRoot() + "/gallery";
-  const DemoRun run = runDemo(env.tempRoot(), "--no-server --out " + out,
-                              "QDX_CONNECT_TO=" + server.connectTo() +
-                                  " QDX_CA_FILE=" + QDX_TEST_CA_FILE);
+  const DemoRun run = runDemoAgainst(server, env.tempRoot(), "--no-server --out " + out);
   EXPECT_EQ(run.exitCode, 0) << run.output;
   EXPECT_TRUE(contains(run.output, "server: as QDX_CONNECT_TO says")) << run.output;
   EXPECT_TRUE(contains(run.output, "server-side checks: not checked: another server")) << run.output;
