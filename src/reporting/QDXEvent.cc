@@ -1,7 +1,6 @@
 #include "reporting/QDXEvent.h"
 
 #include "common/json_access.h"
-#include "common/mutex.h"
 #include "common/time_format.h"
 #include "platform/env.h"
 #include "sdk/QDXUserDefaults.h"
@@ -11,9 +10,6 @@
 namespace qdx {
 
 namespace {
-
-// Held across each read-change-save of the pending list.
-Mutex gPendingListMutex;
 
 Json optionalString(const std::optional<std::string>& value) {
   return value ? Json(*value) : Json();
@@ -125,7 +121,6 @@ Json QDXEvent::getEventListDictionary(const Json& sessionId, const Json& event,
   if (event.is_object() && event.size() == 5) return newGroup(sessionId, event);
   if (json::integerMember(event, "sub_type") == 6) return newGroup(sessionId, event);
 
-  MutexLock lock(gPendingListMutex);
   Json list = readPendingList();
   Json result = Json::object();
   if (list.empty()) {
@@ -171,13 +166,11 @@ Json QDXEvent::getEventListDictionary(const Json& sessionId, const Json& event,
 }
 
 bool QDXEvent::haveThisString(const std::string& eventText) const {
-  MutexLock lock(gPendingListMutex);
   return containsEventText(readPendingList(), eventText);
 }
 
 void QDXEvent::deleteEventOfSuccessReport(const Json& sessionId, const Json& /*event*/,
                                           const Json& /*eventId*/) const {
-  MutexLock lock(gPendingListMutex);
   Json list = readPendingList();
   if (list.empty()) return;
   for (std::size_t i = 0; i < list.size(); ++i) {
@@ -191,11 +184,6 @@ void QDXEvent::deleteEventOfSuccessReport(const Json& sessionId, const Json& /*e
     if (events.empty()) list.erase(list.begin() + static_cast<std::ptrdiff_t>(i));
     savePendingList(list);
   }
-}
-
-void QDXEvent::clearPendingList() {
-  MutexLock lock(gPendingListMutex);
-  QDXUserDefaults::removeObjectFromLocal(keys::kReportEventList);
 }
 
 }  // namespace qdx

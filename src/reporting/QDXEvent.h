@@ -65,15 +65,6 @@ class QDXEvent {
   // start-up resend). event and eventId are not consulted.
   void deleteEventOfSuccessReport(const Json& sessionId, const Json& event,
                                   const Json& eventId) const;
-
-  // Removes the whole pending list (what one acknowledged resend does).
-  //
-  // Filing, the deletion above and this clear each read, change and save
-  // the whole list; they are serialised by one process-wide lock, so that a
-  // flow filing on its thread and an acknowledgement handled on another
-  // never save over each other's change. Which of them goes first is still
-  // the order they arrive in.
-  static void clearPendingList();
 };
 
 }  // namespace qdx

@@ -275,7 +275,7 @@ void QDXHttpRequestProxy::reportEvent() {
           [](const std::string& data, const QDXURLResponse&, const std::optional<std::string>&) {
             if (data.empty() || !answerAcknowledged(data)) return;
             // One acknowledgement clears every pending group, sent or not.
-            QDXEvent::clearPendingList();
+            QDXUserDefaults::removeObjectFromLocal(keys::kReportEventList);
           });
     }
   });

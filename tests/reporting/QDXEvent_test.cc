@@ -1,8 +1,6 @@
 // The event forms and the pending list's filing and delete rules.
 #include "reporting/QDXEvent.h"
 
-#include <thread>
-
 #include "reporting_fixture.h"
 
 namespace qdx::testing {
@@ -104,32 +102,6 @@ TEST_F(PendingListTest, FilingFollowsTheGroupRules) {
     EXPECT_EQ(storedGroups(), c.groups);
     EXPECT_EQ(summary(returned), c.returned);
   }
-}
-
-// Flows file from threads of their own while acknowledgements delete on
-// another: each read-change-save of the list must see the others' saves,
-// or a group filed meanwhile is saved over and lost.
-TEST_F(PendingListTest, FilingsFromManyThreadsAtOnceLoseNoGroup) {
-  constexpr int kThreads = 8, kEach = 6;
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([t] {
-      for (int k = 0; k < kEach; ++k) {
-        const int id = t * kEach + k + 1;
-        file("S" + std::to_string(id), id);
-      }
-    });
-  }
-  // Meanwhile, deletions of sessions nobody files under change the list too.
-  std::thread deleter([] {
-    for (int k = 0; k < 20; ++k) QDXEvent().deleteEventOfSuccessReport("NOBODY", Json(), Json());
-  });
-  for (std::thread& thread : threads) thread.join();
-  deleter.join();
-  EXPECT_EQ(storedGroups().size(), static_cast<std::size_t>(kThreads * kEach));
-
-  QDXEvent::clearPendingList();
-  EXPECT_TRUE(storedGroups().empty());
 }
 
 TEST_F(PendingListTest, DeletingRemovesOnlyOneEventGroupsAndSkipsTheOneAfterARemoval) {
