@@ -94,8 +94,8 @@ void qdx_overlay_destroy(qdx_overlay* handle) {
 int qdx_overlay_pixel_width(const qdx_overlay* handle) {
   constexpr const char* kName = "qdx_overlay_pixel_width";
   return guarded(kName, -1, [&] {
-    const auto overlay = qdx::capi::overlayOf(handle);
-    if (overlay == nullptr) return refuse(kName, "the overlay is NULL"), -1;
+    const auto overlay = qdx::capi::overlayOrRefuse(handle, kName);
+    if (overlay == nullptr) return -1;
     return overlay->surface->pixelWidth();
   });
 }
@@ -103,8 +103,8 @@ int qdx_overlay_pixel_width(const qdx_overlay* handle) {
 int qdx_overlay_pixel_height(const qdx_overlay* handle) {
   constexpr const char* kName = "qdx_overlay_pixel_height";
   return guarded(kName, -1, [&] {
-    const auto overlay = qdx::capi::overlayOf(handle);
-    if (overlay == nullptr) return refuse(kName, "the overlay is NULL"), -1;
+    const auto overlay = qdx::capi::overlayOrRefuse(handle, kName);
+    if (overlay == nullptr) return -1;
     return overlay->surface->pixelHeight();
   });
 }
@@ -112,8 +112,8 @@ int qdx_overlay_pixel_height(const qdx_overlay* handle) {
 int qdx_overlay_needs_display(const qdx_overlay* handle) {
   constexpr const char* kName = "qdx_overlay_needs_display";
   return guarded(kName, -1, [&] {
-    const auto overlay = qdx::capi::overlayOf(handle);
-    if (overlay == nullptr) return refuse(kName, "the overlay is NULL"), -1;
+    const auto overlay = qdx::capi::overlayOrRefuse(handle, kName);
+    if (overlay == nullptr) return -1;
     if (!onMainThread(kName)) return -1;
     return overlay->surface->needsDisplay() ? 1 : 0;
   });
@@ -122,8 +122,8 @@ int qdx_overlay_needs_display(const qdx_overlay* handle) {
 int qdx_overlay_draw(qdx_overlay* handle, uint8_t* pixels, int stride, int format) {
   constexpr const char* kName = "qdx_overlay_draw";
   return guarded(kName, -1, [&] {
-    const auto overlay = qdx::capi::overlayOf(handle);
-    if (overlay == nullptr) return refuse(kName, "the overlay is NULL"), -1;
+    const auto overlay = qdx::capi::overlayOrRefuse(handle, kName);
+    if (overlay == nullptr) return -1;
     if (!onMainThread(kName)) return -1;
     if (pixels == nullptr) return refuse(kName, "the pixel buffer is NULL"), -1;
     if (format != QDX_FORMAT_BGRA8_PREMULTIPLIED && format != QDX_FORMAT_RGBA8_PREMULTIPLIED) {
@@ -148,8 +148,8 @@ int qdx_overlay_draw(qdx_overlay* handle, uint8_t* pixels, int stride, int forma
 int qdx_overlay_damage(const qdx_overlay* handle, qdx_rect* rects, int max) {
   constexpr const char* kName = "qdx_overlay_damage";
   return guarded(kName, -1, [&] {
-    const auto overlay = qdx::capi::overlayOf(handle);
-    if (overlay == nullptr) return refuse(kName, "the overlay is NULL"), -1;
+    const auto overlay = qdx::capi::overlayOrRefuse(handle, kName);
+    if (overlay == nullptr) return -1;
     if (max < 0 || (rects == nullptr && max > 0)) {
       return refuse(kName, "room for " + std::to_string(max) + " rectangles at NULL"), -1;
     }
@@ -162,8 +162,8 @@ int qdx_overlay_damage(const qdx_overlay* handle, qdx_rect* rects, int max) {
 int qdx_overlay_pointer(qdx_overlay* handle, int kind, double x, double y, double seconds) {
   constexpr const char* kName = "qdx_overlay_pointer";
   return guarded(kName, -1, [&] {
-    const auto overlay = qdx::capi::overlayOf(handle);
-    if (overlay == nullptr) return refuse(kName, "the overlay is NULL"), -1;
+    const auto overlay = qdx::capi::overlayOrRefuse(handle, kName);
+    if (overlay == nullptr) return -1;
     if (!onMainThread(kName)) return -1;
     if (kind == QDX_POINTER_CANCEL) {
       overlay->surface->pointerCancel();

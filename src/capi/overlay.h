@@ -7,6 +7,7 @@
 #include <memory>
 #include <vector>
 
+#include "capi/entry_guard.h"
 #include "qdx/kit/Geometry.h"
 #include "qdx/kit/Surface.h"
 #include "qdx/kit/View.h"
@@ -46,6 +47,15 @@ inline const Overlay* overlayOf(const qdx_overlay* handle) {
   return reinterpret_cast<const Overlay*>(handle);
 }
 inline qdx_overlay* handleOf(Overlay* overlay) { return reinterpret_cast<qdx_overlay*>(overlay); }
+
+// The overlay behind handle; nullptr, after a debug line in function's name,
+// when handle is NULL.
+template <typename Handle>
+auto overlayOrRefuse(Handle* handle, const char* function) {
+  const auto overlay = overlayOf(handle);
+  if (overlay == nullptr) refuse(function, "the overlay is NULL");
+  return overlay;
+}
 
 // Makes overlay's window the application delegate's window (creating the
 // delegate when the host set none), so the SDK presents the wall and its

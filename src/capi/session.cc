@@ -74,8 +74,8 @@ int qdx_request_banner(qdx_overlay* handle, int32_t banner_type, float margin_to
   constexpr const char* kName = "qdx_request_banner";
   return guarded(kName, static_cast<int>(QDX_ERROR_INTERNAL), [&]() -> int {
     if (!onMainThread(kName)) return QDX_ERROR_THREAD;
-    qdx::capi::Overlay* overlay = qdx::capi::overlayOf(handle);
-    if (overlay == nullptr) return refuse(kName, "the overlay is NULL"), QDX_ERROR_ARGUMENT;
+    qdx::capi::Overlay* overlay = qdx::capi::overlayOrRefuse(handle, kName);
+    if (overlay == nullptr) return QDX_ERROR_ARGUMENT;
     if (!std::isfinite(margin_top) || !std::isfinite(margin_bottom)) {
       return refuse(kName, "the margins must be finite"), QDX_ERROR_ARGUMENT;
     }
@@ -90,8 +90,8 @@ int qdx_request_wall(qdx_overlay* handle) {
   constexpr const char* kName = "qdx_request_wall";
   return guarded(kName, static_cast<int>(QDX_ERROR_INTERNAL), [&]() -> int {
     if (!onMainThread(kName)) return QDX_ERROR_THREAD;
-    qdx::capi::Overlay* overlay = qdx::capi::overlayOf(handle);
-    if (overlay == nullptr) return refuse(kName, "the overlay is NULL"), QDX_ERROR_ARGUMENT;
+    qdx::capi::Overlay* overlay = qdx::capi::overlayOrRefuse(handle, kName);
+    if (overlay == nullptr) return QDX_ERROR_ARGUMENT;
     if (!qdx::capi::started(kName)) return QDX_ERROR_STATE;
     // The wall is presented from the application delegate's window.
     qdx::capi::makeDelegateWindow(*overlay);

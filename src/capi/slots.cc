@@ -101,8 +101,8 @@ int qdx_place_slot(qdx_overlay* handle, int32_t ad_type, double x, double y, dou
   constexpr const char* kName = "qdx_place_slot";
   return guarded(kName, -1, [&]() -> int {
     if (!onMainThread(kName)) return -1;
-    qdx::capi::Overlay* overlay = qdx::capi::overlayOf(handle);
-    if (overlay == nullptr) return refuse(kName, "the overlay is NULL"), -1;
+    qdx::capi::Overlay* overlay = qdx::capi::overlayOrRefuse(handle, kName);
+    if (overlay == nullptr) return -1;
     if (!qdx::capi::isSlotType(ad_type)) {
       return refuse(kName, "ad type " + std::to_string(ad_type) + " is not a custom slot (7, 8 or 9)"),
              -1;
@@ -117,8 +117,8 @@ int qdx_move_slot(qdx_overlay* handle, int slot, double x, double y, double widt
   constexpr const char* kName = "qdx_move_slot";
   return guarded(kName, static_cast<int>(QDX_ERROR_INTERNAL), [&]() -> int {
     if (!onMainThread(kName)) return QDX_ERROR_THREAD;
-    qdx::capi::Overlay* overlay = qdx::capi::overlayOf(handle);
-    if (overlay == nullptr) return refuse(kName, "the overlay is NULL"), QDX_ERROR_ARGUMENT;
+    qdx::capi::Overlay* overlay = qdx::capi::overlayOrRefuse(handle, kName);
+    if (overlay == nullptr) return QDX_ERROR_ARGUMENT;
     if (!qdx::capi::validFrame(kName, x, y, width, height)) return QDX_ERROR_ARGUMENT;
     auto found = overlay->slots->slots.find(slot);
     if (found == overlay->slots->slots.end()) {
@@ -134,8 +134,8 @@ int qdx_remove_slot(qdx_overlay* handle, int slot) {
   constexpr const char* kName = "qdx_remove_slot";
   return guarded(kName, static_cast<int>(QDX_ERROR_INTERNAL), [&]() -> int {
     if (!onMainThread(kName)) return QDX_ERROR_THREAD;
-    qdx::capi::Overlay* overlay = qdx::capi::overlayOf(handle);
-    if (overlay == nullptr) return refuse(kName, "the overlay is NULL"), QDX_ERROR_ARGUMENT;
+    qdx::capi::Overlay* overlay = qdx::capi::overlayOrRefuse(handle, kName);
+    if (overlay == nullptr) return QDX_ERROR_ARGUMENT;
     auto found = overlay->slots->slots.find(slot);
     if (found == overlay->slots->slots.end()) {
       return refuse(kName, "no slot " + std::to_string(slot) + " in this overlay"), QDX_ERROR_ARGUMENT;
